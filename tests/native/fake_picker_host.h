@@ -1,0 +1,281 @@
+// A recording PickerHost: an in-memory dialog whose controls keep text, selection, geometry and
+// visibility, and which writes every call into one log in order. Queries are logged with a
+// leading '?', so TakeTrace() can leave them out. Like the real edits, a text written into an
+// edit notifies the picker at once when notifications are on.
+#pragma once
+
+#include "picker/picker_host.h"
+#include "picker/picker_window.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <deque>
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace orrelux::testing {
+
+enum class EditKind { None, Channel, Hex };
+
+struct FakeWindow {
+    std::string Name;
+    int Id = 0;
+    EditKind Kind = EditKind::None;
+    std::wstring Text;
+    Rect Client;
+    Rect Bounds; // outer rectangle in the dialog's client coordinates
+    bool Visible = true;
+    int SelStart = 0;
+    int SelEnd = 0;
+};
+
+inline std::string Narrow(const wchar_t* text) {
+    std::string out;
+    for (; text && *text; ++text)
+        out += static_cast<char>(*text);
+    return out;
+}
+
+class FakePickerHost final : public PickerHost, public PickerOwner {
+public:
+    std::vector<std::string> Log;
+    WindowHandle Focus = nullptr;
+    int Tabs = 6;
+    bool FailSurfaces = false;
+    bool Notify = false;           // edits notify the picker when their text is set
+    std::function<void()> OnApply; // the client's Apply handler
+
+    // Builds the controls and opens the picker on them; the plane's inner area is 300 x 240 and
+    // the strip's 19 x 240 with the picker's inset of 3.
+    explicit FakePickerHost(CPickerWindow& picker) : picker_(picker) {
+        picker.DialogHandle = picker.DialogWindow = Add("dialog", 0, Rect{0, 0, 560, 420});
+        picker.TabWindow = Add("tab", 201, Rect{0, 0, 400, 350});
+        picker.NewSwatchWindow = Add("new", 215, Rect{0, 0, 60, 20});
+        picker.OldSwatchWindow = Add("old", 216, Rect{0, 0, 60, 20});
+        picker.RedEdit = Add("red", 209, Rect{0, 0, 60, 20}, EditKind::Channel);
+        picker.GreenEdit = Add("green", 210, Rect{0, 0, 60, 20}, EditKind::Channel);
+        picker.BlueEdit = Add("blue", 212, Rect{0, 0, 60, 20}, EditKind::Channel);
+        picker.HexEdit = Add("hex", 214, Rect{0, 0, 60, 20}, EditKind::Hex);
+        picker.RedSpin = Add("redSpin", 230, Rect{0, 0, 10, 20});
+        picker.GreenSpin = Add("greenSpin", 231, Rect{0, 0, 10, 20});
+        picker.BlueSpin = Add("blueSpin", 232, Rect{0, 0, 10, 20});
+        picker.PlaneWindow = Add("plane", 205, Rect{0, 0, 306, 246});
+        picker.StripWindow = Add("strip", 206, Rect{0, 0, 25, 246});
+        picker.PaletteCombo = Add("combo", 224, Rect{0, 0, 200, 20});
+        picker.PaletteLabel = Add("label", 225, Rect{0, 0, 40, 12});
+        picker.PaletteGridWindow = Add("grid", 228, Rect{0, 0, 300, 220});
+        // OK, Cancel and Apply in dialog units 125, 180, 235 wide 45, doubled to pixels.
+        Add("ok", 1, Rect{0, 0, 90, 32})->Bounds = Rect{250, 376, 340, 408};
+        Add("cancel", 2, Rect{0, 0, 90, 32})->Bounds = Rect{360, 376, 450, 408};
+        Add("apply", 202, Rect{0, 0, 90, 32})->Bounds = Rect{470, 376, 560, 408};
+        picker.PlaneClientRect = Window(picker.PlaneWindow).Client;
+        picker.StripClientRect = Window(picker.StripWindow).Client;
+        picker.Host = this;
+    }
+
+    FakeWindow& Window(WindowHandle handle) { return *static_cast<FakeWindow*>(handle); }
+    FakeWindow& Named(const std::string& name) {
+        for (FakeWindow& window : windows_)
+            if (window.Name == name)
+                return window;
+        throw std::runtime_error("no window " + name);
+    }
+    // The effects since the last call, queries left out, as "first; second; ...".
+    std::string TakeTrace() {
+        std::string trace;
+        for (const std::string& entry : Log)
+            if (entry[0] != '?')
+                trace += (trace.empty() ? "" : "; ") + entry;
+        Log.clear();
+        return trace;
+    }
+    // The user types: the focused edit gets the text and notifies.
+    void Type(WindowHandle edit, const wchar_t* text) {
+        Focus = edit;
+        Window(edit).Text = text;
+        NotifyEdit(edit);
+    }
+
+    // PickerOwner
+    void FireApply() override {
+        Log.push_back("fire apply");
+        if (OnApply)
+            OnApply();
+    }
+
+    // PickerHost
+    WindowHandle GetDialogItem(WindowHandle, int id) override {
+        Log.push_back("?item " + std::to_string(id));
+        for (FakeWindow& window : windows_)
+            if (window.Id == id && window.Name != "dialog")
+                return &window;
+        return nullptr;
+    }
+    WindowHandle GetParent(WindowHandle) override { return picker_.DialogWindow; }
+    void EndDialog(WindowHandle dialog, int result) override {
+        Log.push_back("end " + Name(dialog) + " " + std::to_string(result));
+    }
+    bool AttachHook(WindowHandle control, int map) override {
+        Log.push_back("hook " + Name(control) + " " + std::to_string(map));
+        return true;
+    }
+    bool GetClientRectIn(WindowHandle window, WindowHandle, Rect& rect) override {
+        rect = Window(window).Client;
+        return true;
+    }
+    bool GetWindowRectIn(WindowHandle window, WindowHandle, Rect& rect) override {
+        Log.push_back("?rect " + Name(window));
+        rect = Window(window).Bounds;
+        return true;
+    }
+    void MoveWindow(WindowHandle window, const Rect& rect) override {
+        Log.push_back("move " + Name(window) + " " + std::to_string(rect.left) + "," +
+                      std::to_string(rect.top));
+        Window(window).Bounds = rect;
+    }
+    void ShowWindow(WindowHandle window, bool visible) override {
+        Log.push_back("show " + Name(window) + " " + std::to_string(visible));
+        Window(window).Visible = visible;
+    }
+    void EnableWindow(WindowHandle window, bool enabled) override {
+        Log.push_back("enable " + Name(window) + " " + std::to_string(enabled));
+    }
+    void SetFocus(WindowHandle window) override { Focus = window; }
+    bool HasFocus(WindowHandle window) override {
+        Log.push_back("?focus " + Name(window));
+        return window == Focus;
+    }
+    void SetCapture(WindowHandle window) override { Log.push_back("capture " + Name(window)); }
+    void ReleaseCapture() override { Log.push_back("release capture"); }
+    // Records what the picker holds at the moment of the call: the marker of a plane or strip,
+    // the colour of a swatch.
+    void InvalidateClient(WindowHandle window) override {
+        std::string state;
+        if (window == picker_.PlaneWindow)
+            state = " @" + std::to_string(picker_.PlaneMarkerX) + "," +
+                    std::to_string(picker_.PlaneMarkerY);
+        else if (window == picker_.StripWindow)
+            state = " @" + std::to_string(picker_.StripMarkerPos);
+        else if (window == picker_.NewSwatchWindow)
+            state = " " + Hex(picker_.NewSwatchColor);
+        else if (window == picker_.OldSwatchWindow)
+            state = " " + Hex(picker_.OldSwatchColor);
+        Log.push_back("invalidate " + Name(window) + state);
+    }
+    void UpdateWindow(WindowHandle window) override { Log.push_back("update " + Name(window)); }
+    void SetWindowText(WindowHandle window, const wchar_t* text) override {
+        Log.push_back("text " + Name(window) + " " + Narrow(text));
+        Window(window).Text = text;
+        NotifyEdit(window);
+    }
+    int GetWindowText(WindowHandle window, wchar_t* buffer, int capacity) override {
+        Log.push_back("?text " + Name(window));
+        const std::wstring& text = Window(window).Text;
+        const int length = std::min(static_cast<int>(text.size()), capacity - 1);
+        text.copy(buffer, static_cast<std::size_t>(length));
+        buffer[length] = L'\0';
+        return length;
+    }
+    void DrawWindowText(WindowHandle window, int, int, const wchar_t* text) override {
+        Log.push_back("draw text " + Name(window) + " " + Narrow(text));
+    }
+    void SetEditReadOnly(WindowHandle edit, bool readOnly) override {
+        Log.push_back("readonly " + Name(edit) + " " + std::to_string(readOnly));
+    }
+    void LimitText(WindowHandle edit, int characters) override {
+        Log.push_back("limit " + Name(edit) + " " + std::to_string(characters));
+    }
+    void GetEditSelection(WindowHandle edit, int& start, int& end) override {
+        Log.push_back("?sel " + Name(edit));
+        start = Window(edit).SelStart;
+        end = Window(edit).SelEnd;
+    }
+    void SetEditSelection(WindowHandle edit, int start, int end) override {
+        // The control clips the numbers to its text.
+        const int length = static_cast<int>(Window(edit).Text.size());
+        Window(edit).SelStart = std::min(start, length);
+        Window(edit).SelEnd = std::min(end, length);
+        Log.push_back("sel " + Name(edit) + " " + std::to_string(start) + "," +
+                      std::to_string(end));
+    }
+    WindowHandle CreateUpDown(WindowHandle, int id, WindowHandle buddy, const Rect&, int, int,
+                              int) override {
+        Log.push_back("updown " + std::to_string(id) + " " + Name(buddy));
+        return Add("updown", id, Rect{});
+    }
+    int TabCount(WindowHandle) override {
+        Log.push_back("?tabs");
+        return Tabs;
+    }
+    bool SelectTab(WindowHandle, int index) override {
+        Log.push_back("select tab " + std::to_string(index));
+        return true;
+    }
+    int GetTabSelection(WindowHandle) override { return -1; }
+    bool InsertTab(WindowHandle, int index, int, wchar_t*, int) override {
+        Log.push_back("insert tab " + std::to_string(index));
+        return true;
+    }
+    bool GetTabItemRect(WindowHandle, int, Rect& rect) override {
+        rect = Rect{0, 0, 24, 24};
+        return true;
+    }
+    void SetTabItemSize(WindowHandle, int, int) override {}
+    ImageListHandle CreateTabImages() override { return nullptr; }
+    void SetTabImages(WindowHandle, ImageListHandle) override {}
+    void DestroyTabImages(ImageListHandle) override {}
+    int AddComboItem(WindowHandle, const wchar_t*) override { return 0; }
+    void SetComboItemData(WindowHandle, int, std::intptr_t) override {}
+    std::intptr_t GetComboItemData(WindowHandle, int) override { return 0; }
+    int GetComboSelection(WindowHandle combo) override {
+        Log.push_back("?combo " + Name(combo));
+        return -1;
+    }
+    void SetComboSelection(WindowHandle, int) override {}
+    ColorRef GetSystemColor(int) override { return 0xC0C0C0; }
+    bool GetBackgroundColor(WindowHandle, ColorRef&) override { return false; }
+    std::unique_ptr<SurfaceBuffer> CreateWindowSurface(WindowHandle window, int inset, int& width,
+                                                       int& height) override {
+        Log.push_back("surface " + Name(window));
+        if (FailSurfaces)
+            return nullptr;
+        const Rect& client = Window(window).Client;
+        width = client.Width() - 2 * inset;
+        height = client.Height() - 2 * inset;
+        return std::make_unique<HeapSurface>(client.Width(), client.Height());
+    }
+
+private:
+    FakeWindow* Add(const std::string& name, int id, const Rect& client,
+                    EditKind kind = EditKind::None) {
+        FakeWindow& window = windows_.emplace_back();
+        window.Name = name;
+        window.Id = id;
+        window.Client = client;
+        window.Kind = kind;
+        return &window;
+    }
+    std::string Name(WindowHandle window) {
+        return window ? static_cast<FakeWindow*>(window)->Name : "null";
+    }
+    static std::string Hex(std::uint32_t value) {
+        char text[16];
+        std::snprintf(text, sizeof text, "%06X", value);
+        return text;
+    }
+    void NotifyEdit(WindowHandle window) {
+        if (!Notify)
+            return;
+        if (Window(window).Kind == EditKind::Channel)
+            picker_.OnChannelFieldChanged(window);
+        else if (Window(window).Kind == EditKind::Hex)
+            picker_.OnHexFieldChanged(window);
+    }
+
+    CPickerWindow& picker_;
+    std::deque<FakeWindow> windows_; // stable addresses: a window's handle is its address
+};
+
+} // namespace orrelux::testing
