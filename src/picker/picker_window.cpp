@@ -14,20 +14,34 @@ constexpr double kUnitPerFixed = 1.52587890625e-05; // exactly 1 / 65536
 // Room for any text the fields can hold, terminator included.
 constexpr int kFieldTextCapacity = 260;
 
+// Controls of dialog 103.
+constexpr int kTabControl = 201;
+constexpr int kRedField = 209;
+constexpr int kGreenField = 210;
+constexpr int kBlueField = 212;
+constexpr int kHexField = 214;
+constexpr int kRedSpin = 230;
+constexpr int kGreenSpin = 231;
+constexpr int kBlueSpin = 232;
+constexpr int kPlaneControl = 205;
+constexpr int kStripControl = 206;
+constexpr int kNewSwatchControl = 215;
+constexpr int kOldSwatchControl = 216;
+constexpr int kPaletteComboControl = 224;
+constexpr int kPaletteLabelControl = 225;
+constexpr int kPaletteGridControl = 228;
+constexpr int kChannelSpinWidth = 10;
+constexpr int kChannelTextLimit = 3;
+constexpr int kHexTextLimit = 6;
+// The size in bytes of TabTextBuffer (260 wide characters), as the tab strip is told it; the tab
+// items name only their image, so the strip never reads or writes the text.
+constexpr int kTabTextCapacity = 520;
+
 constexpr int kOkButton = 1;
 constexpr int kCancelButton = 2;
 constexpr int kApplyButton = 202;
 constexpr int kResultOk = 1;
 constexpr int kResultCancel = 2;
-
-// Lower bound first, so that when the range is empty the upper bound wins.
-int HoldTo(int value, int low, int high) {
-    if (value < low)
-        value = low;
-    if (value > high)
-        value = high;
-    return value;
-}
 
 bool IsDecimalText(const wchar_t* text) {
     for (; *text != L'\0'; ++text) {
@@ -434,6 +448,11 @@ void CPickerWindow::Refresh(WindowHandle window) {
         host->UpdateWindow(DialogWindow);
 }
 
+bool CPickerWindow::IsFocused(WindowHandle window) const {
+    PickerHost* host = HostFor(window);
+    return host && host->HasFocus(window);
+}
+
 // ---- Entry fields ---------------------------------------------------------------------------
 
 void CPickerWindow::UpdateChannelFields(RgbColor color) {
@@ -536,29 +555,17 @@ void CPickerWindow::OnHexFieldChanged(WindowHandle edit) {
     SetCurrentColor(ParseHexColor(cleaned.c_str()), false);
 }
 
-// ---- Palette page ---------------------------------------------------------------------------
-
-int CPickerWindow::GetComboPaletteIndex() {
-    PickerHost* host = HostFor(PaletteCombo);
-    if (!host)
-        return 0;
-    const int selection = host->GetComboSelection(PaletteCombo);
-    if (selection < 0)
-        return 0;
-    // Each entry carries the Index of its record.
-    return static_cast<int>(host->GetComboItemData(PaletteCombo, selection));
-}
-
-void CPickerWindow::SelectNearestPaletteColor(RgbColor color) {
-    const int palette = GetComboPaletteIndex();
-    if (!PaletteLabel || !PaletteCombo || !PaletteGridWindow || !Palettes || PaletteCount < 1 ||
-        palette < 0 || PaletteColorIndex < 0)
-        return;
-    MoveToNearestPaletteEntry(palette, color);
-}
-
-void CPickerWindow::MoveToNearestPaletteEntry(int, RgbColor) {
-    // The search and the cell selection are added with the palette grid.
+WindowHandle CPickerWindow::CreateChannelSpin(WindowHandle edit, int identifier, int width) {
+    PickerHost* host = HostFor(DialogWindow);
+    Rect field;
+    if (!host || !edit || !host->GetClientRectIn(edit, DialogWindow, field))
+        return nullptr;
+    // Right of the field, one pixel taller at either end. The control writes its buddy's text
+    // itself, so a click arrives as an ordinary EN_UPDATE; its position is never read.
+    const int left = field.right + 1;
+    const int top = field.top - 1;
+    const Rect bounds{left, top, left + width, top + field.Height() + 2};
+    return host->CreateUpDown(DialogWindow, identifier, edit, bounds, ChannelMin, ChannelMax, 0);
 }
 
 // ---- Client surface -------------------------------------------------------------------------
@@ -591,6 +598,123 @@ void CPickerWindow::SetTitle(const wchar_t* text) {
     Title[length] = L'\0';
     if (PickerHost* host = HostFor(DialogWindow))
         host->SetWindowText(DialogHandle, Title);
+}
+
+// ---- Dialog start and end -------------------------------------------------------------------
+
+bool CPickerWindow::OnInitDialog() {
+    PickerHost* host = HostFor(DialogHandle);
+    if (!host)
+        return false;
+    // Each step must succeed; the first that doesn't ends the dialog unseen with result 0.
+    auto fail = [&] {
+        host->EndDialog(DialogHandle, 0);
+        return false;
+    };
+    TabWindow = host->GetDialogItem(DialogHandle, kTabControl);
+    DialogWindow = TabWindow ? host->GetParent(TabWindow) : nullptr;
+    if (!TabWindow || !DialogWindow)
+        return fail();
+    host->SetWindowText(DialogHandle, Title);
+    RedEdit = host->GetDialogItem(DialogHandle, kRedField);
+    GreenEdit = host->GetDialogItem(DialogHandle, kGreenField);
+    BlueEdit = host->GetDialogItem(DialogHandle, kBlueField);
+    HexEdit = host->GetDialogItem(DialogHandle, kHexField);
+    if (!RedEdit || !GreenEdit || !BlueEdit || !HexEdit)
+        return fail();
+    RedSpin = CreateChannelSpin(RedEdit, kRedSpin, kChannelSpinWidth);
+    GreenSpin = CreateChannelSpin(GreenEdit, kGreenSpin, kChannelSpinWidth);
+    BlueSpin = CreateChannelSpin(BlueEdit, kBlueSpin, kChannelSpinWidth);
+    if (!RedSpin || !GreenSpin || !BlueSpin)
+        return fail();
+    PlaneWindow = host->GetDialogItem(DialogHandle, kPlaneControl);
+    StripWindow = host->GetDialogItem(DialogHandle, kStripControl);
+    PaletteLabel = host->GetDialogItem(DialogHandle, kPaletteLabelControl);
+    PaletteCombo = host->GetDialogItem(DialogHandle, kPaletteComboControl);
+    PaletteGridWindow = host->GetDialogItem(DialogHandle, kPaletteGridControl);
+    if (!PlaneWindow || !StripWindow || !PaletteLabel || !PaletteCombo || !PaletteGridWindow)
+        return fail();
+    // The result of an attachment is not a reason to stop: an unhooked control still draws.
+    PlaneHook.Control = PlaneWindow;
+    StripHook.Control = StripWindow;
+    PaletteGridHook.Control = PaletteGridWindow;
+    TabHook.Control = TabWindow;
+    for (const ControlHook* hook : {&PlaneHook, &StripHook, &PaletteGridHook, &TabHook})
+        host->AttachHook(hook->Control, hook->Map);
+    SetApplyButtonVisible(ApplyButtonVisible);
+    NewSwatchWindow = host->GetDialogItem(DialogHandle, kNewSwatchControl);
+    OldSwatchWindow = host->GetDialogItem(DialogHandle, kOldSwatchControl);
+    if (!NewSwatchWindow || !OldSwatchWindow)
+        return fail();
+    // Without palettes the picker runs without page 5; a combo that can't be filled is a
+    // broken dialog.
+    if (LoadPalettes() && !FillPaletteCombo())
+        return fail();
+    if (!CreateTabImages())
+        return fail();
+    InitTabs();
+    host->LimitText(RedEdit, kChannelTextLimit);
+    host->LimitText(GreenEdit, kChannelTextLimit);
+    host->LimitText(BlueEdit, kChannelTextLimit);
+    host->LimitText(HexEdit, kHexTextLimit);
+    if (!host->GetClientRectIn(DialogWindow, nullptr, DialogClientRect) ||
+        !host->GetClientRectIn(PlaneWindow, nullptr, PlaneClientRect) ||
+        !host->GetClientRectIn(StripWindow, nullptr, StripClientRect) ||
+        !host->GetClientRectIn(PaletteGridWindow, nullptr, PaletteGridClientRect) ||
+        !host->GetClientRectIn(PlaneWindow, DialogWindow, PlaneRect) ||
+        !host->GetClientRectIn(StripWindow, DialogWindow, StripRect) ||
+        !host->GetClientRectIn(PaletteGridWindow, DialogWindow, PaletteGridRect))
+        return fail();
+    ColorRef background = 0;
+    if (host->GetBackgroundColor(TabWindow, background))
+        BackgroundColor = background;
+    SetCurrentColor(CurrentColor, true);
+    SetActivePage(ActivePage);
+    return true; // the system gives the focus to the first control with a tab stop
+}
+
+bool CPickerWindow::CreateTabImages() {
+    PickerHost* host = HostFor(DialogHandle);
+    if (!host)
+        return false;
+    TabImages = host->CreateTabImages();
+    return true; // a strip without pictures still works: the list has no failure path
+}
+
+void CPickerWindow::InitTabs() {
+    PickerHost* host = HostFor(TabWindow);
+    if (!host)
+        return;
+    host->SetTabImages(TabWindow, TabImages);
+    const int tabs = PaletteCount > 0 ? kPageCount : kPageCount - 1;
+    for (int page = 0; page < tabs; ++page) {
+        // Only the image reaches a tab; the buffer is handed over empty.
+        TabTextBuffer[0] = L'\0';
+        host->InsertTab(TabWindow, page, page, TabTextBuffer, kTabTextCapacity);
+    }
+    Rect first;
+    if (host->GetTabItemRect(TabWindow, 0, first))
+        host->SetTabItemSize(TabWindow, first.Height(), first.Height());
+}
+
+void CPickerWindow::OnDestroy() {
+    if (PickerHost* host = Host) {
+        if (TabImages)
+            host->DestroyTabImages(TabImages);
+    }
+    TabImages = nullptr;
+    PlaneSurface.reset();
+    StripSurface.reset();
+    ReleasePalettes();
+    for (ControlHook* hook : {&PlaneHook, &StripHook, &PaletteGridHook, &TabHook})
+        hook->Control = nullptr;
+    DialogWindow = TabWindow = nullptr;
+    RedEdit = GreenEdit = BlueEdit = HexEdit = nullptr;
+    RedSpin = GreenSpin = BlueSpin = nullptr;
+    PlaneWindow = StripWindow = nullptr;
+    NewSwatchWindow = OldSwatchWindow = nullptr;
+    PaletteCombo = PaletteLabel = PaletteGridWindow = nullptr;
+    DragTarget = 0;
 }
 
 void CPickerWindow::SetApplyButtonVisible(bool visible) {

@@ -15,9 +15,11 @@
 #pragma once
 
 #include "colour/colour_values.h"
+#include "picker/palette_library.h"
 #include "picker/picker_host.h"
 #include "picker/plane_geometry.h"
 #include "picker/plane_rendering.h"
+#include "picker/pointer_input.h"
 #include "picker/surface.h"
 
 #include <array>
@@ -36,22 +38,10 @@ protected:
     ~PickerOwner() = default;
 };
 
-constexpr int kTitleCapacity = 260;  // characters, terminator not included
-constexpr int kPaletteCapacity = 10; // records in the palette table
-constexpr int kPaletteNameCapacity = 260;
-constexpr int kNoMarker = -10; // a marker position of -10 means no marker is drawn
-constexpr int kPageCount = 6;  // pages 0 to 5; page 5 is the palette page
+constexpr int kTitleCapacity = 260; // characters, terminator not included
+constexpr int kNoMarker = -10;      // a marker position of -10 means no marker is drawn
+constexpr int kPageCount = 6;       // pages 0 to 5; page 5 is the palette page
 constexpr int kPalettePage = 5;
-
-// One loaded palette. The palette page adds its grid and preview state.
-struct PaletteRecord {
-    int Index = 0;                      // own position in the table; the combo gives it back
-    int ColorCount = 0;                 // at least 1 once loaded
-    std::unique_ptr<RgbColor[]> Colors; // ColorCount entries, top byte 0
-    wchar_t Name[kPaletteNameCapacity] = {};
-};
-
-using PaletteTable = std::array<PaletteRecord, kPaletteCapacity>;
 
 // A control whose messages run through one of the picker's message maps. The shell does the
 // routing; the record says which control is attached to which map.
@@ -108,10 +98,69 @@ public:
     // The edits' EN_UPDATE notifications.
     void OnChannelFieldChanged(WindowHandle edit);
     void OnHexFieldChanged(WindowHandle edit);
+    // The up-down control beside a decimal field, made at dialog start; null on failure.
+    WindowHandle CreateChannelSpin(WindowHandle edit, int identifier, int width);
 
-    // ---- Palette page -------------------------------------------------------------------
+    // ---- Palette page (palette_library.cpp) ---------------------------------------------
+    // Loading, at dialog start: true if at least one palette loaded.
+    bool LoadPalettes();
+    // Fills the next record from the object's standard palette, or leaves the table alone.
+    void LoadPalette(PaletteSource* paletteObject, int paletteType, const wchar_t* name);
+    // Fills the combo box, selects the palette and prepares its grid; false without a combo.
+    bool FillPaletteCombo();
+    // At dialog end: every record with its pictures, then the table.
+    void ReleasePalettes();
+    // The Index of the combo box's selected record; 0 without combo or selection.
     int GetComboPaletteIndex();
+    // The record whose address a combo box entry carries; null for any other value.
+    PaletteRecord* PaletteRecordFromItemData(std::intptr_t data);
+    void OnPaletteComboChanged(); // CBN_SELCHANGE of the combo box
+
+    // Grid and previews.
+    bool BuildPaletteGrid(PaletteRecord* record);
+    bool BuildPalettePreview(PaletteRecord* record, int width, int height);
+    // Brings any index onto a cell of the record; an index past the end keeps its column.
+    static int WrapPaletteIndex(const PaletteRecord& record, int index);
+    // Draws one cell into the record's grid and wraps the index in place, also when the grid
+    // couldn't be made, so that the index can always be used on the record's colours.
+    void DrawPaletteCell(PaletteRecord* record, int& index, bool selected, bool focused);
+    static void DrawCellFrame(Surface& surface, int x, int y, int width, int height, RgbColor color,
+                              bool selected, bool focused);
+    // What the shell copies to the screen at the owner-draw requests; null when there is
+    // nothing to show. Each makes its picture first if needed.
+    const Surface* GetPaletteGridPicture();
+    const Surface* GetPalettePreview(PaletteRecord& record, int width, int height);
+
+    // Selection.
+    int PaletteCellFromPoint(int x, int y); // grid client coordinates
+    void ClampPaletteIndices(bool paletteOnly);
+    void SetPaletteColorIndex(int index, bool force);
     void SelectNearestPaletteColor(RgbColor color);
+    // The grid's WM_KEYDOWN, always consumed (true), and its WM_SETFOCUS / WM_KILLFOCUS, left
+    // to default handling too (false). Results: handled.
+    bool OnPaletteGridKeyDown(int key);
+    bool OnPaletteGridFocusChange();
+
+    // ---- Pointer and keys (pointer_input.cpp) -------------------------------------------
+    // The dialog's WM_LBUTTONDOWN, WM_MOUSEMOVE and WM_LBUTTONUP; x and y are the signed
+    // position in dialog client coordinates (PositionFromMessage). All report handled.
+    bool OnButtonDown(std::uint32_t keyFlags, int x, int y);
+    bool OnPointerMove(std::uint32_t keyFlags, int x, int y);
+    bool OnButtonUp();
+    // One drag step, in the control's client coordinates.
+    void PlanePointerAt(int x, int y);
+    void StripPointerAt(int x, int y);
+    void PaletteGridPointerAt(int x, int y);
+    // WM_KEYDOWN, WM_SETFOCUS and WM_KILLFOCUS of plane and strip: never handled, so that the
+    // control's own procedure runs too.
+    bool OnPlaneKeyDown(int key);
+    bool OnStripKeyDown(int key);
+    bool OnPlaneFocusChange();
+    bool OnStripFocusChange();
+    // WM_GETDLGCODE of plane, strip and grid: always handled, with this result.
+    int OnGetDlgCode();
+    // TCN_SELCHANGE of the tab strip; handled.
+    bool OnTabSelectionChanged();
 
     // ---- Client surface, used by the ColorDialog component ------------------------------
     void PrepareForShow(PickerOwner* owner, std::uint32_t color, int page, int paletteIndex,
@@ -130,6 +179,19 @@ public:
     void SetApplyButtonVisible(bool visible);
     WindowHandle GetDialogWindow() const { return DialogWindow; }
 
+    // ---- Dialog start and end (the shell sets Host and DialogHandle first) ---------------
+    // WM_INITDIALOG: finds the controls, loads the palettes, builds the tabs and shows the
+    // colour. Any missing control or rectangle ends the dialog with result 0 and gives false.
+    bool OnInitDialog();
+    // WM_DESTROY: releases the tab images, surfaces and palettes and forgets every window, so
+    // that the closed state holds again. Colour, page, palette indices, Title and
+    // ApplyButtonVisible stay for the next show.
+    void OnDestroy();
+    // The six page pictures in an image list for the tab strip.
+    bool CreateTabImages();
+    // Tabs 0 to 4, and 5 only when a palette loaded; square tabs of the strip's own height.
+    void InitTabs();
+
     // ---- Dialog results -----------------------------------------------------------------
     void OnOk();
     void OnCancel();
@@ -142,6 +204,9 @@ public:
 
     // Window services; set by the shell for the life of a dialog, null while closed. Not owned.
     PickerHost* Host = nullptr;
+    // Creates the imaging engine's palette object at each dialog start; installed by the shell.
+    // Empty, or giving null, when the engine isn't installed: the picker then has no page 5.
+    PaletteSourceFactory CreatePaletteSource;
 
     // Dialog and palettes (caller's thread).
     WindowHandle DialogHandle = nullptr;
@@ -208,8 +273,8 @@ public:
 
     // Interaction state (caller's thread).
     bool ApplyButtonVisible = true;
-    int DragTarget = 0; // 0 none, 1 plane, 2 strip, 3 palette grid
-    int CubeDragMode = -1;
+    int DragTarget = kDragNone; // kDragPlane, kDragStrip, kDragPaletteGrid during a drag
+    int CubeDragMode = -1;      // kCubeDragNone or the mode of the cube drag in progress
     std::uint32_t NewSwatchColor = 0xFFFFFFFF; // both set by PrepareForShow
     std::uint32_t OldSwatchColor = 0xFFFFFFFF;
     ImageListHandle TabImages = nullptr;
@@ -238,12 +303,25 @@ private:
     PickerHost* HostFor(WindowHandle window) const { return window ? Host : nullptr; }
     // Invalidates the window and brings the dialog up to date at once.
     void Refresh(WindowHandle window);
+    // Whether the window exists and has the keyboard focus.
+    bool IsFocused(WindowHandle window) const;
     PlaneGeometry CurrentPlaneGeometry() const;
+    // The selected record, or null when PaletteIndex doesn't name a loaded one.
+    PaletteRecord* CurrentPalette();
+    // RgbToHsb of CurrentColor.
+    HsbStep CurrentHsb() const;
+    // Where a step starts: the markers' coordinates where they are placed, the colour's for
+    // the rest (pages 0 to 2); on pages 3 and 4 the colour's alone.
+    HsbStep ReadBackHsb() const;
+    // Where a key step on pages 0 to 2 starts: as ReadBackHsb, but all three from the colour
+    // when the strip marker isn't placed.
+    HsbStep KeyStepStart() const;
+    // One key step in 16.16: `pixels` rows of the strip.
+    int StripUnits(int pixels) const;
     // Paints the page's picture into PlaneSurface; false when a cube image can't be made.
     bool PaintPlanePage(int hue, int saturation, int brightness);
     bool PaintCubePage(bool additive);
     void PaintStrip(int hue, int saturation);
-    void MoveToNearestPaletteEntry(int palette, RgbColor color);
 };
 
 } // namespace orrelux

@@ -1,7 +1,8 @@
 // A recording PickerHost: an in-memory dialog whose controls keep text, selection, geometry and
 // visibility, and which writes every call into one log in order. Queries are logged with a
 // leading '?', so TakeTrace() can leave them out. Like the real edits, a text written into an
-// edit notifies the picker at once when notifications are on.
+// edit notifies the picker at once when notifications are on; like the real focus, a change of
+// focus runs the focus handlers of plane, strip and grid when RouteFocus is on.
 #pragma once
 
 #include "picker/picker_host.h"
@@ -44,11 +45,16 @@ public:
     WindowHandle Focus = nullptr;
     int Tabs = 6;
     bool FailSurfaces = false;
-    bool Notify = false;           // edits notify the picker when their text is set
-    std::function<void()> OnApply; // the client's Apply handler
+    bool Notify = false;       // edits notify the picker when their text is set
+    bool RouteFocus = false;   // SetFocus runs the kill and set focus handlers
+    bool FailGeometry = false; // GetClientRectIn fails
+    int TabSelection = -1;
+    int ComboSelection = -1;
+    std::vector<std::intptr_t> ComboItems; // the item data of each entry
+    std::function<void()> OnApply;         // the client's Apply handler
 
     // Builds the controls and opens the picker on them; the plane's inner area is 300 x 240 and
-    // the strip's 19 x 240 with the picker's inset of 3.
+    // the strip's 19 x 240 with the picker's inset of 3; the palette grid is 300 x 220.
     explicit FakePickerHost(CPickerWindow& picker) : picker_(picker) {
         picker.DialogHandle = picker.DialogWindow = Add("dialog", 0, Rect{0, 0, 560, 420});
         picker.TabWindow = Add("tab", 201, Rect{0, 0, 400, 350});
@@ -70,8 +76,17 @@ public:
         Add("ok", 1, Rect{0, 0, 90, 32})->Bounds = Rect{250, 376, 340, 408};
         Add("cancel", 2, Rect{0, 0, 90, 32})->Bounds = Rect{360, 376, 450, 408};
         Add("apply", 202, Rect{0, 0, 90, 32})->Bounds = Rect{470, 376, 560, 408};
+        // Where the dialog start finds plane, strip and grid in the dialog's client area.
+        Window(picker.PlaneWindow).Bounds = Rect{10, 20, 316, 266};
+        Window(picker.StripWindow).Bounds = Rect{330, 20, 355, 266};
+        Window(picker.PaletteGridWindow).Bounds = Rect{10, 40, 310, 260};
+        picker.DialogClientRect = Window(picker.DialogWindow).Client;
         picker.PlaneClientRect = Window(picker.PlaneWindow).Client;
         picker.StripClientRect = Window(picker.StripWindow).Client;
+        picker.PaletteGridClientRect = Window(picker.PaletteGridWindow).Client;
+        picker.PlaneRect = Window(picker.PlaneWindow).Bounds;
+        picker.StripRect = Window(picker.StripWindow).Bounds;
+        picker.PaletteGridRect = Window(picker.PaletteGridWindow).Bounds;
         picker.Host = this;
     }
 
@@ -121,8 +136,15 @@ public:
         Log.push_back("hook " + Name(control) + " " + std::to_string(map));
         return true;
     }
-    bool GetClientRectIn(WindowHandle window, WindowHandle, Rect& rect) override {
+    // With a reference, the client area stands at the window's Bounds corner.
+    bool GetClientRectIn(WindowHandle window, WindowHandle reference, Rect& rect) override {
+        if (FailGeometry)
+            return false;
         rect = Window(window).Client;
+        if (reference) {
+            const Rect& at = Window(window).Bounds;
+            rect = Rect{at.left, at.top, at.left + rect.Width(), at.top + rect.Height()};
+        }
         return true;
     }
     bool GetWindowRectIn(WindowHandle window, WindowHandle, Rect& rect) override {
@@ -142,7 +164,15 @@ public:
     void EnableWindow(WindowHandle window, bool enabled) override {
         Log.push_back("enable " + Name(window) + " " + std::to_string(enabled));
     }
-    void SetFocus(WindowHandle window) override { Focus = window; }
+    void SetFocus(WindowHandle window) override {
+        Log.push_back("focus " + Name(window));
+        WindowHandle old = Focus;
+        Focus = window;
+        if (RouteFocus && old != window) {
+            FocusChanged(old);
+            FocusChanged(window);
+        }
+    }
     bool HasFocus(WindowHandle window) override {
         Log.push_back("?focus " + Name(window));
         return window == Focus;
@@ -200,9 +230,13 @@ public:
         Log.push_back("sel " + Name(edit) + " " + std::to_string(start) + "," +
                       std::to_string(end));
     }
-    WindowHandle CreateUpDown(WindowHandle, int id, WindowHandle buddy, const Rect&, int, int,
-                              int) override {
-        Log.push_back("updown " + std::to_string(id) + " " + Name(buddy));
+    WindowHandle CreateUpDown(WindowHandle parent, int id, WindowHandle buddy, const Rect& at,
+                              int lower, int upper, int position) override {
+        Log.push_back("updown " + std::to_string(id) + " in " + Name(parent) + " for " +
+                      Name(buddy) + " at " + std::to_string(at.left) + "," +
+                      std::to_string(at.top) + " " + std::to_string(at.Width()) + "x" +
+                      std::to_string(at.Height()) + " " + std::to_string(lower) + ".." +
+                      std::to_string(upper) + " " + std::to_string(position));
         return Add("updown", id, Rect{});
     }
     int TabCount(WindowHandle) override {
@@ -213,7 +247,7 @@ public:
         Log.push_back("select tab " + std::to_string(index));
         return true;
     }
-    int GetTabSelection(WindowHandle) override { return -1; }
+    int GetTabSelection(WindowHandle) override { return TabSelection; }
     bool InsertTab(WindowHandle, int index, int, wchar_t*, int) override {
         Log.push_back("insert tab " + std::to_string(index));
         return true;
@@ -226,15 +260,27 @@ public:
     ImageListHandle CreateTabImages() override { return nullptr; }
     void SetTabImages(WindowHandle, ImageListHandle) override {}
     void DestroyTabImages(ImageListHandle) override {}
-    int AddComboItem(WindowHandle, const wchar_t*) override { return 0; }
-    void SetComboItemData(WindowHandle, int, std::intptr_t) override {}
-    std::intptr_t GetComboItemData(WindowHandle, int) override { return 0; }
+    int AddComboItem(WindowHandle, const wchar_t* text) override {
+        Log.push_back("combo add " + Narrow(text));
+        ComboItems.push_back(0);
+        return static_cast<int>(ComboItems.size()) - 1;
+    }
+    void SetComboItemData(WindowHandle, int index, std::intptr_t data) override {
+        ComboItems.at(static_cast<std::size_t>(index)) = data;
+    }
+    std::intptr_t GetComboItemData(WindowHandle, int index) override {
+        return ComboItems.at(static_cast<std::size_t>(index));
+    }
     int GetComboSelection(WindowHandle combo) override {
         Log.push_back("?combo " + Name(combo));
-        return -1;
+        return ComboSelection;
     }
-    void SetComboSelection(WindowHandle, int) override {}
-    ColorRef GetSystemColor(int) override { return 0xC0C0C0; }
+    void SetComboSelection(WindowHandle, int index) override {
+        Log.push_back("combo select " + std::to_string(index));
+        ComboSelection = index;
+    }
+    // The window colour (5) as a COLORREF, blue first; button face for any other.
+    ColorRef GetSystemColor(int index) override { return index == 5 ? 0xEEDDCC : 0xC0C0C0; }
     bool GetBackgroundColor(WindowHandle, ColorRef&) override { return false; }
     std::unique_ptr<SurfaceBuffer> CreateWindowSurface(WindowHandle window, int inset, int& width,
                                                        int& height) override {
@@ -272,6 +318,17 @@ private:
             picker_.OnChannelFieldChanged(window);
         else if (Window(window).Kind == EditKind::Hex)
             picker_.OnHexFieldChanged(window);
+    }
+
+    void FocusChanged(WindowHandle window) {
+        if (!window)
+            return;
+        if (window == picker_.PlaneWindow)
+            picker_.OnPlaneFocusChange();
+        else if (window == picker_.StripWindow)
+            picker_.OnStripFocusChange();
+        else if (window == picker_.PaletteGridWindow)
+            picker_.OnPaletteGridFocusChange();
     }
 
     CPickerWindow& picker_;

@@ -463,6 +463,16 @@ TEST_F(PickerFields, FlowShowsHexWithoutLeadingZerosAndBlackAsEmpty) {
     EXPECT_EQ(Text(picker.GreenEdit), L"0");
 }
 
+TEST_F(PickerFields, SpinStandsRightOfItsFieldOneRowTallerAtEitherEnd) {
+    host.TakeTrace();
+    host.Named("red").Bounds = Rect{200, 50, 260, 70};
+    EXPECT_NE(picker.CreateChannelSpin(picker.RedEdit, 230, 10), nullptr);
+    EXPECT_EQ(host.TakeTrace(), "updown 230 in dialog for red at 261,49 10x22 0..255 0");
+    host.FailGeometry = true;
+    EXPECT_EQ(picker.CreateChannelSpin(picker.GreenEdit, 231, 10), nullptr);
+    EXPECT_EQ(host.TakeTrace(), "");
+}
+
 TEST_F(PickerFields, WriteWhileAnotherFieldHasFocusNeverChangesTheColour) {
     host.Focus = picker.GreenEdit;
     EXPECT_TRUE(picker.WriteChannelField(picker.RedEdit, 999));
