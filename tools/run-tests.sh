@@ -37,7 +37,7 @@ fi
 if [ -n "$x64" ]; then
     echo "== Windows tests under Wine ($x64)"
     "$here/with-wine.sh" "$(cd "$x64" && pwd)/wineprefix" \
-        bash -c "cd '$x64' && ctest --output-on-failure --timeout 300" 2>&1 |
+        bash -c "cd '$x64' && ctest --output-on-failure --timeout 120" 2>&1 |
         tee "$log_dir/windows.log" | grep -vE '^ +[0-9]+/[0-9]+ Test +#[0-9]+: .* Passed'
     count "$log_dir/windows.log"
 fi

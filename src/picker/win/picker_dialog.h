@@ -1,4 +1,9 @@
 // The picker's dialog window: dialog resource 103 run modally around a CPickerWindow.
+//
+// The shell is the routing table of the picker: the dialog's messages (map 0) and those of the
+// four hooked controls (maps 1 to 4) go to one handler each, and the handlers are the picker's
+// own operations. What is left here is what needs a drawing context of the message itself:
+// the owner-drawn items and the tab strip's paint.
 #pragma once
 
 #include <windows.h>

@@ -1,0 +1,101 @@
+// Drives a modal dialog from inside its own loop, as a user would: a thread timer runs one
+// scripted step per tick, so every message a step causes is processed before the next step.
+// A script that ends without closing the dialog gets it cancelled, and the test fails.
+#pragma once
+
+#include <windows.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace orrelux::testing {
+
+class DialogDriver {
+public:
+    using Step = std::function<void(HWND dialog)>;
+
+    // find returns the dialog once it is up (null before).
+    explicit DialogDriver(std::function<HWND()> find) : find_(std::move(find)) {}
+    ~DialogDriver() { Stop(); }
+
+    DialogDriver& Then(Step step) {
+        steps_.push_back(std::move(step));
+        return *this;
+    }
+
+    // Starts ticking; call right before the call that runs the modal loop.
+    void Start(UINT intervalMs = 15) {
+        current_ = this;
+        timer_ = ::SetTimer(nullptr, 0, intervalMs, &Tick);
+    }
+    void Stop() {
+        if (timer_)
+            ::KillTimer(nullptr, timer_);
+        timer_ = 0;
+        if (current_ == this)
+            current_ = nullptr;
+    }
+    bool Finished() const { return next_ >= steps_.size(); }
+
+private:
+    static void CALLBACK Tick(HWND, UINT, UINT_PTR, DWORD) {
+        DialogDriver* self = current_;
+        if (!self)
+            return;
+        const HWND dialog = self->find_();
+        if (!dialog) {
+            if (++self->idleTicks_ > 400)
+                self->Stop(); // the dialog never came up; the caller's assertions say so
+            return;
+        }
+        if (self->next_ < self->steps_.size()) {
+            Step step = self->steps_[self->next_++];
+            step(dialog);
+            return;
+        }
+        ADD_FAILURE() << "the script ended with the dialog still open";
+        ::PostMessageW(dialog, WM_COMMAND, MAKEWPARAM(IDCANCEL, BN_CLICKED), 0);
+        self->Stop();
+    }
+
+    static inline DialogDriver* current_ = nullptr;
+    std::function<HWND()> find_;
+    std::vector<Step> steps_;
+    std::size_t next_ = 0;
+    int idleTicks_ = 0;
+    UINT_PTR timer_ = 0;
+};
+
+// Typing: focus the control and send the characters as the keyboard would.
+inline void TypeInto(HWND control, const std::wstring& text, bool replace = true) {
+    ::SetFocus(control);
+    if (replace)
+        ::SendMessageW(control, EM_SETSEL, 0, -1);
+    for (wchar_t ch : text)
+        ::SendMessageW(control, WM_CHAR, ch, 1);
+}
+
+inline std::wstring TextOf(HWND control) {
+    wchar_t buffer[300] = {};
+    ::GetWindowTextW(control, buffer, 300);
+    return buffer;
+}
+
+inline void Click(HWND dialog, int buttonId) {
+    ::SendMessageW(dialog, WM_COMMAND, MAKEWPARAM(buttonId, BN_CLICKED),
+                   reinterpret_cast<LPARAM>(::GetDlgItem(dialog, buttonId)));
+}
+
+// A left-button press and release at a point of a control, in dialog client coordinates.
+inline void PressAt(HWND dialog, HWND control, int x, int y, bool release = true) {
+    POINT at = {x, y};
+    ::MapWindowPoints(control, dialog, &at, 1);
+    ::SendMessageW(dialog, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(at.x, at.y));
+    if (release)
+        ::SendMessageW(dialog, WM_LBUTTONUP, 0, MAKELPARAM(at.x, at.y));
+}
+
+} // namespace orrelux::testing
