@@ -49,8 +49,8 @@ test-native: native
 test-windows: x64
 	@tools/run-tests.sh "" $(X64)
 
-demo:
-	@echo "The demo arrives with the ColorDialog window; 'make test' runs everything built so far."
+demo: x64
+	@tools/demo.sh $(X64) out
 
 format:
 	@git ls-files '*.cpp' '*.h' | xargs clang-format -i
