@@ -1,5 +1,7 @@
 #include "picker/picker_window.h"
 
+#include "picker/cube_picking.h"
+
 #include <algorithm>
 #include <cmath>
 #include <string>
@@ -456,9 +458,16 @@ bool CPickerWindow::IsFocused(WindowHandle window) const {
 // ---- Entry fields ---------------------------------------------------------------------------
 
 void CPickerWindow::UpdateChannelFields(RgbColor color) {
+    // While red is written, green and blue still show the old colour; a notification of the
+    // focused field read in between would adopt that mixture (a client's put of ColorArgb with
+    // the caret in a field would end in a colour nobody asked for). The writes are therefore
+    // echoes whatever the focus; a typed value reaches the flow before this runs.
+    const bool outer = WritingChannelFields;
+    WritingChannelFields = true;
     WriteChannelField(RedEdit, RedOf(color));
     WriteChannelField(GreenEdit, GreenOf(color));
     WriteChannelField(BlueEdit, BlueOf(color));
+    WritingChannelFields = outer;
 }
 
 bool CPickerWindow::WriteChannelField(WindowHandle edit, int value) {
@@ -525,9 +534,9 @@ bool CPickerWindow::UpdateHexField(RgbColor color) {
 
 void CPickerWindow::OnChannelFieldChanged(WindowHandle edit) {
     PickerHost* host = HostFor(edit);
-    // Only the focused field speaks for the user; any other notification is the echo of a
-    // write from the colour flow.
-    if (!host || !host->HasFocus(edit))
+    // Only the focused field speaks for the user; any other notification, and any during the
+    // flow's own writes, is the echo of a write from the colour flow.
+    if (!host || !host->HasFocus(edit) || WritingChannelFields)
         return;
     CubeDragMode = -1;
     const int value = ReadChannelField(edit);
@@ -714,7 +723,11 @@ void CPickerWindow::OnDestroy() {
     PlaneWindow = StripWindow = nullptr;
     NewSwatchWindow = OldSwatchWindow = nullptr;
     PaletteCombo = PaletteLabel = PaletteGridWindow = nullptr;
+    // A dialog can end with the button still down (Enter or Escape during a drag), and no
+    // button-up follows: nothing of that drag may carry into the next show, where a cube press
+    // would otherwise continue the old axis instead of picking afresh.
     DragTarget = 0;
+    CubeDragMode = kCubeDragNone;
 }
 
 void CPickerWindow::SetApplyButtonVisible(bool visible) {

@@ -275,6 +275,9 @@ public:
     bool ApplyButtonVisible = true;
     int DragTarget = kDragNone; // kDragPlane, kDragStrip, kDragPaletteGrid during a drag
     int CubeDragMode = -1;      // kCubeDragNone or the mode of the cube drag in progress
+    // The flow is writing the three decimal fields: their notifications are its own echo, even
+    // from the focused field, whose neighbours may still hold the previous colour.
+    bool WritingChannelFields = false;
     std::uint32_t NewSwatchColor = 0xFFFFFFFF; // both set by PrepareForShow
     std::uint32_t OldSwatchColor = 0xFFFFFFFF;
     ImageListHandle TabImages = nullptr;

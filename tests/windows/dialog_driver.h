@@ -5,8 +5,10 @@
 
 #include <windows.h>
 
+#include <cstring>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -51,9 +53,15 @@ private:
                 self->Stop(); // the dialog never came up; the caller's assertions say so
             return;
         }
+        // A step whose messages are pumped from inside (a repaint that dispatches what is
+        // queued) sees this timer again: the next step waits until this one has returned.
+        if (self->running_)
+            return;
         if (self->next_ < self->steps_.size()) {
             Step step = self->steps_[self->next_++];
+            self->running_ = true;
             step(dialog);
+            self->running_ = false;
             return;
         }
         ADD_FAILURE() << "the script ended with the dialog still open";
@@ -66,6 +74,7 @@ private:
     std::vector<Step> steps_;
     std::size_t next_ = 0;
     int idleTicks_ = 0;
+    bool running_ = false;
     UINT_PTR timer_ = 0;
 };
 
@@ -96,6 +105,60 @@ inline void PressAt(HWND dialog, HWND control, int x, int y, bool release = true
     ::SendMessageW(dialog, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(at.x, at.y));
     if (release)
         ::SendMessageW(dialog, WM_LBUTTONUP, 0, MAKELPARAM(at.x, at.y));
+}
+
+// Posts a pointer message to the dialog for a point given in a control's client coordinates,
+// as the system delivers it when the control lets the pointer through to its parent. The point
+// may lie outside the control or the dialog: under capture its coordinates arrive signed.
+inline void PostPointer(HWND dialog, HWND control, UINT message, int x, int y, WPARAM keys) {
+    POINT at = {x, y};
+    ::MapWindowPoints(control, dialog, &at, 1);
+    ::PostMessageW(dialog, message, keys,
+                   MAKELPARAM(static_cast<WORD>(at.x & 0xFFFF), static_cast<WORD>(at.y & 0xFFFF)));
+}
+
+// A key press and release posted to a control, so that the modal loop's dialog manager sees
+// the key first, as it sees a typed one.
+inline void PostKey(HWND control, UINT key) {
+    ::PostMessageW(control, WM_KEYDOWN, key, 1);
+    ::PostMessageW(control, WM_KEYUP, key, static_cast<LPARAM>(0xC0000001u));
+}
+
+// Pastes text into an edit through the clipboard, replacing its whole text by default.
+inline bool PasteInto(HWND edit, const std::wstring& text, bool replace = true) {
+    const std::size_t bytes = (text.size() + 1) * sizeof(wchar_t);
+    HGLOBAL memory = ::GlobalAlloc(GMEM_MOVEABLE, bytes);
+    if (!memory)
+        return false;
+    if (void* target = ::GlobalLock(memory)) {
+        std::memcpy(target, text.c_str(), bytes);
+        ::GlobalUnlock(memory);
+    }
+    if (!::OpenClipboard(edit)) {
+        ::GlobalFree(memory);
+        return false;
+    }
+    ::EmptyClipboard();
+    const bool stored = ::SetClipboardData(CF_UNICODETEXT, memory) != nullptr;
+    ::CloseClipboard();
+    if (!stored) {
+        ::GlobalFree(memory);
+        return false;
+    }
+    ::SetFocus(edit);
+    if (replace)
+        ::SendMessageW(edit, EM_SETSEL, 0, -1);
+    ::SendMessageW(edit, WM_PASTE, 0, 0);
+    return true;
+}
+
+// The caret or selection of an edit: start and end.
+inline std::pair<int, int> SelectionOf(HWND edit) {
+    DWORD start = 0;
+    DWORD end = 0;
+    ::SendMessageW(edit, EM_GETSEL, reinterpret_cast<WPARAM>(&start),
+                   reinterpret_cast<LPARAM>(&end));
+    return {static_cast<int>(start), static_cast<int>(end)};
 }
 
 } // namespace orrelux::testing
