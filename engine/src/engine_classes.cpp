@@ -1,6 +1,8 @@
 #include "engine_classes.h"
 
 #include "ImagingEngine.h"
+#include "engine_bitmap.h"
+#include "engine_meta_reader.h"
 #include "engine_module.h"
 #include "engine_palette.h"
 #include "platform/handles.h"
@@ -10,6 +12,10 @@ namespace orrelux::engine {
 const EngineClass kEngineClasses[] = {
     {&CLSID_EnginePalette, L"EnginePalette Class", L"OrreluxEngine.Palette.1",
      L"OrreluxEngine.Palette", &CEnginePalette::Create},
+    {&CLSID_EngineBitmap, L"EngineBitmap Class", L"OrreluxEngine.Bitmap.1", L"OrreluxEngine.Bitmap",
+     &CEngineBitmap::Create},
+    {&CLSID_EngineMetaReader, L"EngineMetaReader Class", L"OrreluxEngine.MetaReader.1",
+     L"OrreluxEngine.MetaReader", &CEngineMetaReader::Create},
 };
 const std::size_t kEngineClassCount = sizeof(kEngineClasses) / sizeof(kEngineClasses[0]);
 
