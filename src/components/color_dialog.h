@@ -17,15 +17,12 @@
 #include <memory>
 
 #include "OrreluxDialogs.h"
+#include "components/dialog_errors.h"
 #include "picker/picker_window.h"
 #include "platform/event_sinks.h"
 #include "platform/handles.h"
 
 namespace orrelux {
-
-// Status codes of the type library's constants module, returned as they are.
-inline constexpr HRESULT kOrreluxDialogsErrorStringTooLong = -1518;
-inline constexpr HRESULT kOrreluxDialogsErrorAlreadyOpened = -1520;
 
 // Dispatch identifiers of _IColorDialogEvents.
 inline constexpr DISPID kDispidApply = 1;

@@ -6,6 +6,7 @@
 
 #include "OrreluxDialogs.h"
 #include "components/color_dialog.h"
+#include "components/file_dialog.h"
 #include "platform/handles.h"
 #include "resource_ids.h"
 #include "server/class_factory.h"
@@ -17,9 +18,11 @@ namespace orrelux::server {
 
 namespace {
 
+// FileDialog also answers the imaging engine's event interface with its primary interface.
 const ClassDescription kFileDialogClass = {
-    &CLSID_FileDialog,       &IID_IFileDialog,       &DIID__IFileDialogEvents, nullptr,
-    kFileDialogPropertyRows, ORRELUX_IDB_FILEDIALOG, ORRELUX_IDR_FILEDIALOG,
+    &CLSID_FileDialog,          &IID_IFileDialog,        &DIID__IFileDialogEvents,
+    &DIID__IEngineBitmapEvents, kFileDialogPropertyRows, ORRELUX_IDB_FILEDIALOG,
+    ORRELUX_IDR_FILEDIALOG,
 };
 
 const ClassDescription kColorDialogClass = {
@@ -34,7 +37,7 @@ struct ObjectMapRow {
 };
 
 ObjectMapRow objectMap[] = {
-    {kFileDialogClass, nullptr},
+    {kFileDialogClass, &ControlObject<CFileDialog>::Create},
     {kColorDialogClass, &ControlObject<CColorDialog>::Create},
 };
 

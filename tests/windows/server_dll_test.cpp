@@ -418,6 +418,28 @@ TEST(ServerDllTest, RegistrationFreeActivationThroughAnActivationContext) {
         LONG argb = 0;
         EXPECT_EQ(S_OK, dialog->get_ColorArgb(&argb));
         EXPECT_EQ(LONG(0xFFABCDEF), argb);
+
+        // FileDialog the same way: both ProgIDs, and a late-bound read of its Title.
+        for (const wchar_t* progId :
+             {L"OrreluxDialogs.FileDialog", L"OrreluxDialogs.FileDialog.2.0"}) {
+            ASSERT_EQ(S_OK, ::CLSIDFromProgID(progId, &clsid));
+            auto persist = testing::CreateRegisteredObject<IPersist>(clsid);
+            ASSERT_TRUE(persist);
+            CLSID actual = GUID_NULL;
+            EXPECT_EQ(S_OK, persist->GetClassID(&actual));
+            EXPECT_TRUE(IsEqualGUID(CLSID_FileDialog, actual));
+        }
+        auto file = testing::CreateRegisteredObject<IDispatch>(CLSID_FileDialog);
+        ASSERT_TRUE(file);
+        LPOLESTR title[] = {const_cast<LPOLESTR>(L"Title")};
+        ASSERT_EQ(S_OK, file->GetIDsOfNames(IID_NULL, title, 1, LOCALE_USER_DEFAULT, &id));
+        EXPECT_EQ(6, id);
+        DISPPARAMS none = {nullptr, nullptr, 0, 0};
+        VARIANT text;
+        ::VariantInit(&text);
+        ASSERT_EQ(S_OK, file->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_PROPERTYGET, &none,
+                                     &text, nullptr, nullptr));
+        EXPECT_EQ(L"Open file", testing::TakeBstr(V_BSTR(&text)));
     }
     ::DeactivateActCtx(0, cookie);
     ::ReleaseActCtx(activation);

@@ -1,0 +1,475 @@
+// What the FileDialog tests stand in for: the imaging engine (class objects registered in this
+// process for EngineBitmap and EngineMetaReader, present or failing), a container's site with
+// its ambient user mode and window, and the system dialog's part on the component's fields.
+#pragma once
+
+#include <windows.h>
+#include <ole2.h>
+#include <ocidl.h>
+#include <dlgs.h>
+
+#include <algorithm>
+#include <initializer_list>
+#include <string>
+
+#include "components/file_dialog.h"
+#include "imaging_engine.h"
+#include "test_support.h"
+
+namespace orrelux {
+
+// ---- The imaging engine ---------------------------------------------------------------------
+
+// What the fake engine objects answer and what they saw. One instance per test, shared by the
+// objects it makes.
+struct FakeEngineState {
+    HRESULT bitmapCreation = S_OK; // what the class object of EngineBitmap answers
+    HRESULT metaReaderCreation = S_OK;
+    bool connectable = true; // EngineBitmap answers IConnectionPointContainer
+    HRESULT adviseResult = S_OK;
+    bool adviseThrows = false; // a fault that passes out of the engine
+    HRESULT formatListResult = S_OK;
+    std::wstring openFilter = L"Images|*.png;*.jpg|All files|*.*";
+    std::wstring saveFilter = L"PNG image|*.png";
+    HRESULT openFilterResult = S_OK;
+    HRESULT saveFilterResult = S_OK;
+    VARIANT_BOOL lzw = VARIANT_FALSE;
+    HRESULT lzwResult = S_OK;
+
+    int bitmapsMade = 0;
+    int metaReadersMade = 0;
+    int unadvised = 0;
+    DWORD unadvisedCookie = 0;
+    ComPtr<IDispatch> sink; // the component's engine event sink while subscribed
+};
+
+class FakeFormatList final : public IEngineFormatList {
+public:
+    explicit FakeFormatList(FakeEngineState& state) : state_(state) {}
+    STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
+        *out = nullptr;
+        if (iid != IID_IUnknown && iid != IID_IDispatch && iid != IID_IEngineFormatList)
+            return E_NOINTERFACE;
+        *out = static_cast<IEngineFormatList*>(this);
+        AddRef();
+        return S_OK;
+    }
+    STDMETHODIMP_(ULONG) AddRef() override { return ++references_; }
+    STDMETHODIMP_(ULONG) Release() override {
+        const ULONG left = --references_;
+        if (left == 0)
+            delete this;
+        return left;
+    }
+    STDMETHODIMP GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
+    STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
+    STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
+        return E_NOTIMPL;
+    }
+    STDMETHODIMP Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
+                        UINT*) override {
+        return E_NOTIMPL;
+    }
+    STDMETHODIMP get_OpenFilter(BSTR* filter) override {
+        return Answer(state_.openFilterResult, state_.openFilter, filter);
+    }
+    STDMETHODIMP get_SaveFilter(BSTR* filter) override {
+        return Answer(state_.saveFilterResult, state_.saveFilter, filter);
+    }
+    STDMETHODIMP get_Count(LONG* count) override {
+        *count = 2;
+        return S_OK;
+    }
+
+private:
+    static HRESULT Answer(HRESULT status, const std::wstring& text, BSTR* out) {
+        *out = FAILED(status) ? nullptr : ::SysAllocString(text.c_str());
+        return status;
+    }
+    FakeEngineState& state_;
+    ULONG references_ = 1;
+};
+
+class FakeEngineBitmap final : public IEngineBitmap,
+                               public IConnectionPointContainer,
+                               public IConnectionPoint {
+public:
+    static constexpr DWORD kCookie = 77;
+
+    explicit FakeEngineBitmap(FakeEngineState& state) : state_(state) {}
+    STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
+        *out = nullptr;
+        if (iid == IID_IUnknown || iid == IID_IDispatch || iid == IID_IEngineBitmap)
+            *out = static_cast<IEngineBitmap*>(this);
+        else if (iid == IID_IConnectionPointContainer && state_.connectable)
+            *out = static_cast<IConnectionPointContainer*>(this);
+        if (!*out)
+            return E_NOINTERFACE;
+        AddRef();
+        return S_OK;
+    }
+    STDMETHODIMP_(ULONG) AddRef() override { return ++references_; }
+    STDMETHODIMP_(ULONG) Release() override {
+        const ULONG left = --references_;
+        if (left == 0)
+            delete this;
+        return left;
+    }
+    STDMETHODIMP GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
+    STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
+    STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
+        return E_NOTIMPL;
+    }
+    STDMETHODIMP Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
+                        UINT*) override {
+        return E_NOTIMPL;
+    }
+
+    // IEngineBitmap: what the component calls is answered from the state.
+    STDMETHODIMP Load(BSTR) override { return E_NOTIMPL; }
+    STDMETHODIMP GetFormatList(IEngineFormatList** formats) override {
+        *formats = SUCCEEDED(state_.formatListResult) ? new FakeFormatList(state_) : nullptr;
+        return state_.formatListResult;
+    }
+    STDMETHODIMP Draw(LONG, double, double, double, double, double, double, double, double, LONG,
+                      LONG) override {
+        return E_NOTIMPL;
+    }
+    STDMETHODIMP GetData(IEngineBitmapData** data) override {
+        *data = nullptr;
+        return E_NOTIMPL;
+    }
+    STDMETHODIMP LoadThumbnail(BSTR, double, double) override { return E_NOTIMPL; }
+    STDMETHODIMP AbortOperation() override { return S_OK; }
+    STDMETHODIMP get_IsBusy(VARIANT_BOOL* busy) override {
+        *busy = VARIANT_FALSE;
+        return S_OK;
+    }
+    STDMETHODIMP Clear() override { return S_OK; }
+    STDMETHODIMP get_IsLzwEnabled(VARIANT_BOOL* enabled) override {
+        *enabled = state_.lzw;
+        return state_.lzwResult;
+    }
+    STDMETHODIMP put_IsLzwEnabled(VARIANT_BOOL enabled) override {
+        if (SUCCEEDED(state_.lzwResult))
+            state_.lzw = enabled;
+        return state_.lzwResult;
+    }
+
+    // IConnectionPointContainer with the one point of _IEngineBitmapEvents.
+    STDMETHODIMP EnumConnectionPoints(IEnumConnectionPoints**) override { return E_NOTIMPL; }
+    STDMETHODIMP FindConnectionPoint(REFIID iid, IConnectionPoint** point) override {
+        *point = nullptr;
+        if (iid != DIID__IEngineBitmapEvents)
+            return CONNECT_E_NOCONNECTION;
+        *point = this;
+        AddRef();
+        return S_OK;
+    }
+    STDMETHODIMP GetConnectionInterface(IID* iid) override {
+        *iid = DIID__IEngineBitmapEvents;
+        return S_OK;
+    }
+    STDMETHODIMP GetConnectionPointContainer(IConnectionPointContainer** container) override {
+        *container = this;
+        AddRef();
+        return S_OK;
+    }
+    STDMETHODIMP Advise(IUnknown* sink, DWORD* cookie) override {
+        if (state_.adviseThrows)
+            throw 42;
+        *cookie = 0;
+        if (FAILED(state_.adviseResult))
+            return state_.adviseResult;
+        ComPtr<IDispatch> dispatch;
+        if (FAILED(sink->QueryInterface(DIID__IEngineBitmapEvents, dispatch.PutVoid())))
+            return CONNECT_E_CANNOTCONNECT;
+        state_.sink = dispatch;
+        *cookie = kCookie;
+        return S_OK;
+    }
+    STDMETHODIMP Unadvise(DWORD cookie) override {
+        ++state_.unadvised;
+        state_.unadvisedCookie = cookie;
+        state_.sink.Reset();
+        return S_OK;
+    }
+    STDMETHODIMP EnumConnections(IEnumConnections**) override { return E_NOTIMPL; }
+
+private:
+    FakeEngineState& state_;
+    ULONG references_ = 1;
+};
+
+class FakeMetaReader final : public IEngineMetaReader {
+public:
+    STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
+        *out = nullptr;
+        if (iid != IID_IUnknown && iid != IID_IDispatch && iid != IID_IEngineMetaReader)
+            return E_NOINTERFACE;
+        *out = static_cast<IEngineMetaReader*>(this);
+        AddRef();
+        return S_OK;
+    }
+    STDMETHODIMP_(ULONG) AddRef() override { return ++references_; }
+    STDMETHODIMP_(ULONG) Release() override {
+        const ULONG left = --references_;
+        if (left == 0)
+            delete this;
+        return left;
+    }
+    STDMETHODIMP GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
+    STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
+    STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
+        return E_NOTIMPL;
+    }
+    STDMETHODIMP Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
+                        UINT*) override {
+        return E_NOTIMPL;
+    }
+    STDMETHODIMP Open(BSTR) override { return E_NOTIMPL; }
+    STDMETHODIMP get_Width(LONG*) override { return E_NOTIMPL; }
+    STDMETHODIMP get_Height(LONG*) override { return E_NOTIMPL; }
+    STDMETHODIMP get_PixelFormat(ULONG*) override { return E_NOTIMPL; }
+    STDMETHODIMP get_FileFormat(LONG*) override { return E_NOTIMPL; }
+    STDMETHODIMP Close() override { return S_OK; }
+
+private:
+    ULONG references_ = 1;
+};
+
+// The engine's two classes as this process sees them while the object lives: class objects
+// registered in the test's apartment, which CoCreateInstance asks before the registry. With
+// `present` false both classes refuse creation as an engine that is not installed would.
+class FakeEngine {
+public:
+    explicit FakeEngine(bool present = true) {
+        if (!present) {
+            state.bitmapCreation = REGDB_E_CLASSNOTREG;
+            state.metaReaderCreation = REGDB_E_CLASSNOTREG;
+        }
+        ::CoRegisterClassObject(CLSID_EngineBitmap, &bitmapFactory_, CLSCTX_INPROC_SERVER,
+                                REGCLS_MULTIPLEUSE, &bitmapCookie_);
+        ::CoRegisterClassObject(CLSID_EngineMetaReader, &metaReaderFactory_, CLSCTX_INPROC_SERVER,
+                                REGCLS_MULTIPLEUSE, &metaReaderCookie_);
+    }
+    ~FakeEngine() {
+        ::CoRevokeClassObject(bitmapCookie_);
+        ::CoRevokeClassObject(metaReaderCookie_);
+    }
+    FakeEngine(const FakeEngine&) = delete;
+    FakeEngine& operator=(const FakeEngine&) = delete;
+
+    // Raises an event of EngineBitmap on the subscribed sink; arguments in call order.
+    HRESULT Fire(DISPID dispid, std::initializer_list<LONG> arguments = {}) {
+        if (!state.sink)
+            return E_UNEXPECTED;
+        VARIANT values[4];
+        UINT count = 0;
+        for (auto it = arguments.end(); it != arguments.begin() && count < 4;) {
+            --it;
+            V_VT(&values[count]) = VT_I4;
+            V_I4(&values[count]) = *it;
+            ++count;
+        }
+        DISPPARAMS parameters = {values, nullptr, count, 0};
+        return state.sink->Invoke(dispid, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD,
+                                  &parameters, nullptr, nullptr, nullptr);
+    }
+
+    FakeEngineState state;
+
+private:
+    class Factory final : public IClassFactory {
+    public:
+        Factory(FakeEngineState& state, bool bitmap) : state_(state), bitmap_(bitmap) {}
+        STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
+            *out = nullptr;
+            if (iid != IID_IUnknown && iid != IID_IClassFactory)
+                return E_NOINTERFACE;
+            *out = static_cast<IClassFactory*>(this);
+            return S_OK;
+        }
+        STDMETHODIMP_(ULONG) AddRef() override { return 2; }
+        STDMETHODIMP_(ULONG) Release() override { return 1; }
+        STDMETHODIMP CreateInstance(IUnknown* outer, REFIID iid, void** out) override {
+            *out = nullptr;
+            if (outer)
+                return CLASS_E_NOAGGREGATION;
+            const HRESULT refusal = bitmap_ ? state_.bitmapCreation : state_.metaReaderCreation;
+            if (FAILED(refusal))
+                return refusal;
+            IUnknown* made = nullptr;
+            if (bitmap_) {
+                made = static_cast<IEngineBitmap*>(new FakeEngineBitmap(state_));
+                ++state_.bitmapsMade;
+            } else {
+                made = new FakeMetaReader();
+                ++state_.metaReadersMade;
+            }
+            const HRESULT status = made->QueryInterface(iid, out);
+            made->Release();
+            return status;
+        }
+        STDMETHODIMP LockServer(BOOL) override { return S_OK; }
+
+    private:
+        FakeEngineState& state_;
+        bool bitmap_;
+    };
+
+    Factory bitmapFactory_{state, true};
+    Factory metaReaderFactory_{state, false};
+    DWORD bitmapCookie_ = 0;
+    DWORD metaReaderCookie_ = 0;
+};
+
+// ---- The container --------------------------------------------------------------------------
+
+// A client site whose container has a window and whose ambient properties answer USERMODE.
+class FakeSite final : public IOleClientSite,
+                       public IDispatch,
+                       public IOleContainer,
+                       public IOleWindow {
+public:
+    bool userMode = true;
+    HWND window = nullptr;
+
+    STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
+        *out = nullptr;
+        if (iid == IID_IUnknown || iid == IID_IOleClientSite)
+            *out = static_cast<IOleClientSite*>(this);
+        else if (iid == IID_IDispatch)
+            *out = static_cast<IDispatch*>(this);
+        else if (iid == IID_IOleContainer || iid == IID_IParseDisplayName)
+            *out = static_cast<IOleContainer*>(this);
+        else if (iid == IID_IOleWindow)
+            *out = static_cast<IOleWindow*>(this);
+        return *out ? S_OK : E_NOINTERFACE;
+    }
+    STDMETHODIMP_(ULONG) AddRef() override { return 2; }
+    STDMETHODIMP_(ULONG) Release() override { return 1; }
+
+    // IOleClientSite
+    STDMETHODIMP SaveObject() override { return E_NOTIMPL; }
+    STDMETHODIMP GetMoniker(DWORD, DWORD, IMoniker** moniker) override {
+        *moniker = nullptr;
+        return E_NOTIMPL;
+    }
+    STDMETHODIMP GetContainer(IOleContainer** container) override {
+        *container = this;
+        return S_OK;
+    }
+    STDMETHODIMP ShowObject() override { return S_OK; }
+    STDMETHODIMP OnShowWindow(BOOL) override { return S_OK; }
+    STDMETHODIMP RequestNewObjectLayout() override { return E_NOTIMPL; }
+
+    // The ambient properties.
+    STDMETHODIMP GetTypeInfoCount(UINT* count) override {
+        *count = 0;
+        return S_OK;
+    }
+    STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
+    STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
+        return E_NOTIMPL;
+    }
+    STDMETHODIMP Invoke(DISPID dispid, REFIID, LCID, WORD, DISPPARAMS*, VARIANT* result, EXCEPINFO*,
+                        UINT*) override {
+        if (dispid != DISPID_AMBIENT_USERMODE || !result)
+            return DISP_E_MEMBERNOTFOUND;
+        V_VT(result) = VT_BOOL;
+        V_BOOL(result) = userMode ? VARIANT_TRUE : VARIANT_FALSE;
+        return S_OK;
+    }
+
+    // IOleContainer
+    STDMETHODIMP ParseDisplayName(IBindCtx*, LPOLESTR, ULONG*, IMoniker**) override {
+        return E_NOTIMPL;
+    }
+    STDMETHODIMP EnumObjects(DWORD, IEnumUnknown**) override { return E_NOTIMPL; }
+    STDMETHODIMP LockContainer(BOOL) override { return S_OK; }
+
+    // IOleWindow
+    STDMETHODIMP GetWindow(HWND* handle) override {
+        *handle = window;
+        return window ? S_OK : E_FAIL;
+    }
+    STDMETHODIMP ContextSensitiveHelp(BOOL) override { return E_NOTIMPL; }
+};
+
+// ---- The system dialog's part ---------------------------------------------------------------
+
+// Writes and reads the fields that the system dialog, the hook and the pane share with the
+// component, as they would during and after a show.
+class FileDialogTestAccess {
+public:
+    static CFileDialog& Of(IFileDialog* object) { return *static_cast<CFileDialog*>(object); }
+
+    // The system's result and what it left in the name buffer (`content` carries its own
+    // terminators; two more close it).
+    static void LeaveResult(IFileDialog* object, LONG result, const std::u16string& content) {
+        CFileDialog& dialog = Of(object);
+        dialog.LastResult = result;
+        char16_t* buffer = dialog.FileNameBuffer.Data();
+        std::copy(content.begin(), content.end(), buffer);
+        buffer[content.size()] = u'\0';
+        buffer[content.size() + 1] = u'\0';
+    }
+    static void LeaveFlags(IFileDialog* object, DWORD flags) {
+        Of(object).OpenFileName.Flags = flags;
+    }
+    static void LeaveFilterIndex(IFileDialog* object, DWORD index) {
+        Of(object).OpenFileName.nFilterIndex = index;
+    }
+    static const OPENFILENAMEW& Request(IFileDialog* object) { return Of(object).OpenFileName; }
+    static LONG DialogMode(IFileDialog* object) { return Of(object).DialogMode; }
+    static void SetDialogOpen(IFileDialog* object, LONG open) { Of(object).DialogOpen.store(open); }
+    static void SetDialogMode(IFileDialog* object, LONG mode) { Of(object).DialogMode = mode; }
+    static const char16_t* Buffer(IFileDialog* object) { return Of(object).FileNameBuffer.Data(); }
+    static DWORD EngineCookie(IFileDialog* object) { return Of(object).EngineEventCookie; }
+    static HANDLE LoadSemaphore(IFileDialog* object) { return Of(object).LoadSemaphore.load(); }
+
+    // The windows that the pane's start-up finds.
+    static void OpenWindows(IFileDialog* object, HWND system, HWND pane, HWND check,
+                            HWND progress) {
+        CFileDialog& dialog = Of(object);
+        dialog.SystemDialogWindow = system;
+        dialog.PaneWindow = pane;
+        dialog.PreviewCheckWindow = check;
+        dialog.ProgressWindow.store(progress);
+    }
+    static void CloseWindows(IFileDialog* object) { Of(object).BeforeClose(); }
+
+    // While it lives, the shows of the component linked into this program meet a system dialog
+    // that could not start (result 0, no extended error) instead of the system's own: the
+    // component's own rules are tested without a window.
+    class DialogThatCannotStart {
+    public:
+        DialogThatCannotStart() { CFileDialog::SystemDialogStandIn = &CannotStart; }
+        ~DialogThatCannotStart() { CFileDialog::SystemDialogStandIn = nullptr; }
+        DialogThatCannotStart(const DialogThatCannotStart&) = delete;
+        DialogThatCannotStart& operator=(const DialogThatCannotStart&) = delete;
+
+    private:
+        static CFileDialog::SystemDialogOutcome CannotStart(CFileDialog&) { return {0, 0}; }
+    };
+};
+
+// The system's open or save dialog of this thread once it is up (with or without the pane).
+inline BOOL CALLBACK FindSystemFileDialog(HWND window, LPARAM result) {
+    wchar_t name[16] = {};
+    ::GetClassNameW(window, name, 16);
+    if (std::wstring(name) != L"#32770" || !::IsWindowVisible(window) ||
+        !::GetDlgItem(window, lst2))
+        return TRUE;
+    *reinterpret_cast<HWND*>(result) = window;
+    return FALSE;
+}
+inline HWND SystemFileDialog() {
+    HWND found = nullptr;
+    ::EnumThreadWindows(::GetCurrentThreadId(), &FindSystemFileDialog,
+                        reinterpret_cast<LPARAM>(&found));
+    return found;
+}
+
+} // namespace orrelux
