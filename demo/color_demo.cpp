@@ -13,53 +13,11 @@
 
 #include "OrreluxDialogs.h"
 #include "platform/handles.h"
+#include "screen_picture.h"
 
 namespace {
 
 using orrelux::ComPtr;
-
-// Writes the dialog's pixels as they are on the screen into a 24-bit BMP file.
-bool SaveWindowPicture(HWND window, const std::wstring& path) {
-    RECT bounds;
-    if (!::GetWindowRect(window, &bounds))
-        return false;
-    const int width = bounds.right - bounds.left;
-    const int height = bounds.bottom - bounds.top;
-    orrelux::WindowDC screen(nullptr);
-    orrelux::UniqueMemoryDC memory(::CreateCompatibleDC(screen.Get()));
-    BITMAPINFO info = {};
-    info.bmiHeader.biSize = sizeof(info.bmiHeader);
-    info.bmiHeader.biWidth = width;
-    info.bmiHeader.biHeight = height; // bottom-up, as a BMP file stores it
-    info.bmiHeader.biPlanes = 1;
-    info.bmiHeader.biBitCount = 24;
-    info.bmiHeader.biCompression = BI_RGB;
-    void* bits = nullptr;
-    orrelux::UniqueBitmap bitmap(
-        ::CreateDIBSection(screen.Get(), &info, DIB_RGB_COLORS, &bits, nullptr, 0));
-    if (!memory || !bitmap || !bits)
-        return false;
-    {
-        orrelux::SelectGuard select(memory.Get(), bitmap.Get());
-        ::BitBlt(memory.Get(), 0, 0, width, height, screen.Get(), bounds.left, bounds.top, SRCCOPY);
-    }
-    ::GdiFlush();
-    const DWORD rowBytes = ((width * 3 + 3) / 4) * 4;
-    const DWORD imageBytes = rowBytes * height;
-    BITMAPFILEHEADER file = {};
-    file.bfType = 0x4D42; // "BM"
-    file.bfOffBits = sizeof(BITMAPFILEHEADER) + sizeof(BITMAPINFOHEADER);
-    file.bfSize = file.bfOffBits + imageBytes;
-    FILE* out = ::_wfopen(path.c_str(), L"wb");
-    if (!out)
-        return false;
-    info.bmiHeader.biSizeImage = imageBytes;
-    const bool written = std::fwrite(&file, sizeof(file), 1, out) == 1 &&
-                         std::fwrite(&info.bmiHeader, sizeof(info.bmiHeader), 1, out) == 1 &&
-                         std::fwrite(bits, imageBytes, 1, out) == 1;
-    std::fclose(out);
-    return written;
-}
 
 // The tour: one step per timer tick inside the dialog's modal loop.
 struct Tour {
@@ -107,7 +65,7 @@ void CALLBACK TourTick(HWND, UINT, UINT_PTR, DWORD) {
         ::UpdateWindow(window);
         const std::wstring path =
             tour.directory + L"\\colour-page-" + std::to_wstring(visit) + L".bmp";
-        if (SaveWindowPicture(window, path))
+        if (demo::SaveWindowPicture(window, path))
             ++tour.saved;
     }
     ++tour.step;
