@@ -561,33 +561,10 @@ struct ReaderScript {
     int pixelReads = 0;
 };
 
-class ScriptedMetaReader final : public IEngineMetaReader {
+class ScriptedMetaReader final : public TestEngineObject<IEngineMetaReader> {
 public:
-    explicit ScriptedMetaReader(ReaderScript& script) : script_(script) {}
-    STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
-        *out = nullptr;
-        if (iid != IID_IUnknown && iid != IID_IDispatch && iid != IID_IEngineMetaReader)
-            return E_NOINTERFACE;
-        *out = static_cast<IEngineMetaReader*>(this);
-        AddRef();
-        return S_OK;
-    }
-    STDMETHODIMP_(ULONG) AddRef() override { return ++references_; }
-    STDMETHODIMP_(ULONG) Release() override {
-        const ULONG left = --references_;
-        if (left == 0)
-            delete this;
-        return left;
-    }
-    STDMETHODIMP GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
-    STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
-    STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
-        return E_NOTIMPL;
-    }
-    STDMETHODIMP Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
-                        UINT*) override {
-        return E_NOTIMPL;
-    }
+    explicit ScriptedMetaReader(ReaderScript& script)
+        : TestEngineObject(IID_IEngineMetaReader), script_(script) {}
     STDMETHODIMP Open(BSTR) override {
         ++script_.opens;
         return script_.open;

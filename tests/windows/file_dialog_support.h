@@ -43,14 +43,17 @@ struct FakeEngineState {
     ComPtr<IDispatch> sink; // the component's engine event sink while subscribed
 };
 
-class FakeFormatList final : public IEngineFormatList {
+// IUnknown and IDispatch of the test's own engine objects: counted on the heap from 1, answering
+// IUnknown, IDispatch and their one engine interface; the component calls them by vtable only.
+template <typename Interface> class TestEngineObject : public Interface {
 public:
-    explicit FakeFormatList(FakeEngineState& state) : state_(state) {}
+    explicit TestEngineObject(REFIID interfaceId) : interfaceId_(interfaceId) {}
+    virtual ~TestEngineObject() = default;
     STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
         *out = nullptr;
-        if (iid != IID_IUnknown && iid != IID_IDispatch && iid != IID_IEngineFormatList)
+        if (iid != IID_IUnknown && iid != IID_IDispatch && iid != interfaceId_)
             return E_NOINTERFACE;
-        *out = static_cast<IEngineFormatList*>(this);
+        *out = static_cast<Interface*>(this);
         AddRef();
         return S_OK;
     }
@@ -70,6 +73,16 @@ public:
                         UINT*) override {
         return E_NOTIMPL;
     }
+
+private:
+    const IID interfaceId_;
+    ULONG references_ = 1;
+};
+
+class FakeFormatList final : public TestEngineObject<IEngineFormatList> {
+public:
+    explicit FakeFormatList(FakeEngineState& state)
+        : TestEngineObject(IID_IEngineFormatList), state_(state) {}
     STDMETHODIMP get_OpenFilter(BSTR* filter) override {
         return Answer(state_.openFilterResult, state_.openFilter, filter);
     }
@@ -201,32 +214,9 @@ private:
     ULONG references_ = 1;
 };
 
-class FakeMetaReader final : public IEngineMetaReader {
+class FakeMetaReader final : public TestEngineObject<IEngineMetaReader> {
 public:
-    STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
-        *out = nullptr;
-        if (iid != IID_IUnknown && iid != IID_IDispatch && iid != IID_IEngineMetaReader)
-            return E_NOINTERFACE;
-        *out = static_cast<IEngineMetaReader*>(this);
-        AddRef();
-        return S_OK;
-    }
-    STDMETHODIMP_(ULONG) AddRef() override { return ++references_; }
-    STDMETHODIMP_(ULONG) Release() override {
-        const ULONG left = --references_;
-        if (left == 0)
-            delete this;
-        return left;
-    }
-    STDMETHODIMP GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
-    STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
-    STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
-        return E_NOTIMPL;
-    }
-    STDMETHODIMP Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
-                        UINT*) override {
-        return E_NOTIMPL;
-    }
+    FakeMetaReader() : TestEngineObject(IID_IEngineMetaReader) {}
     STDMETHODIMP Open(BSTR) override { return E_NOTIMPL; }
     STDMETHODIMP get_Width(LONG*) override { return E_NOTIMPL; }
     STDMETHODIMP get_Height(LONG*) override { return E_NOTIMPL; }
