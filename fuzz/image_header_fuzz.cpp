@@ -10,7 +10,8 @@
 //     exactly one colour model (RGB, grayscale, CMYK, indexed or "other");
 //   - detection over all formats gives the same answer whenever this format's signature matched;
 //   - a success depends on no byte beyond the highest one read: reads that fail from there on
-//     change nothing, reads that fail one byte earlier make it fail.
+//     change nothing, reads that fail one byte earlier make it fail;
+//   - reading through a ReadAheadSource gives the same answer, and its block stays within Size().
 #include "headers/image_header.h"
 
 #include <algorithm>
@@ -124,6 +125,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (header.status != HeaderStatus::NotRecognised) {
         MemoryImageSource source(data, size);
         Check(Same(header, ReadImageHeader(source)));
+    }
+
+    // Through a read-ahead block the answer is the same: a small block, so that reads straddle
+    // its end and refill it, and the product's size.
+    for (std::size_t blockSize : {std::size_t{61}, ReadAheadSource::kDefaultBlockSize}) {
+        CheckedSource memory(data, size, size);
+        ReadAheadSource ahead(memory, blockSize);
+        Check(Same(header, ReadThisFormat(ahead)));
+        Check(memory.sizeCalls == 1);
     }
     return 0;
 }

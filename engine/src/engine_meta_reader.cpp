@@ -39,7 +39,8 @@ STDMETHODIMP CEngineMetaReader::Open(BSTR fileName) {
         HRESULT status = file_.Open(fileName);
         if (FAILED(status))
             return status;
-        FileByteSource source(file_);
+        FileByteSource file(file_);
+        ReadAheadSource source(file);
         header_ = ReadImageHeader(source);
         if (header_.status == HeaderStatus::NotRecognised) {
             file_.Close();

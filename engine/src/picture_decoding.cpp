@@ -207,7 +207,8 @@ PictureOutcome DecodePicture(const PictureRequest& request, const DecodeControl&
             outcome.message = L"The file cannot be opened.";
             return outcome;
         }
-        FileByteSource source(*file);
+        FileByteSource fileSource(*file);
+        ReadAheadSource source(fileSource);
         const std::int32_t fileFormat = ReadImageHeader(source).fileFormat;
         if (fileFormat == kFileFormatUnknown) {
             outcome.status = kEngineErrorUnknownFormat;

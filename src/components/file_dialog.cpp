@@ -523,6 +523,7 @@ int CFileDialog::BeforeClose() {
     ProgressWindow.store(nullptr);
     PreviewCheckWindow = nullptr;
     PreviewWindow = nullptr;
+    RowWindows = RowWindowTable();
     return 1;
 }
 

@@ -307,6 +307,13 @@ private:
     // The controls of a property row (0 to 6; beyond that the nearest row), null without pane.
     HWND GetLabelWindow(int row) const;
     HWND GetValueWindow(int row) const;
+    // The fourteen row controls of PaneWindow, looked up again only when the pane changes.
+    struct RowWindowTable {
+        HWND pane = nullptr;
+        HWND captions[filedialog::kPropertyRowCount] = {};
+        HWND values[filedialog::kPropertyRowCount] = {};
+    };
+    const RowWindowTable& RowWindowsOfPane() const;
     void ClearAllLabels();
     // Row by row, the caption and the value; a value wider than its control is cut to fit.
     void SetImagePropTexts(const filedialog::PropertyRows& rows);
@@ -364,6 +371,9 @@ private:
     HWND PreviewWindow = nullptr;              // control 1010
     std::atomic<HWND> ProgressWindow{nullptr}; // control 1100; read on the engine's threads
     HWND PreviewCheckWindow = nullptr;         // control 1011
+    // GetDlgItem walks the pane's children, and the rows are written at every selection: their
+    // handles are kept for the pane they came from. Dialog's thread; reset by BeforeClose.
+    mutable RowWindowTable RowWindows;
     UniqueBitmap PreviewBitmap;
     LONG PreviewWidth = 100;
     LONG PreviewHeight = 100;

@@ -238,6 +238,7 @@ public:
                              std::size_t served = SIZE_MAX)
         : data_(data), size_(std::min(size, data.size())), served_(std::min(served, size_)) {}
     std::size_t ReadAt(std::uint64_t offset, void* buffer, std::size_t size) override {
+        ++reads;
         highestEnd = std::max<std::uint64_t>(highestEnd, offset + size);
         MemoryImageSource memory(data_.data(), served_);
         return memory.ReadAt(offset, buffer, size);
@@ -248,6 +249,7 @@ public:
     }
     std::uint64_t highestEnd = 0;
     int sizeCalls = 0;
+    int reads = 0;
 
 private:
     const Bytes& data_;
@@ -466,6 +468,36 @@ TEST(ImageHeader, EveryPrefixAndEveryFailingReadFailsCleanly) {
             const ImageHeader failed = ReadImageHeader(failing);
             ASSERT_EQ(length < c.lastRead ? expected : HeaderStatus::Ok, failed.status)
                 << "reads fail from " << length;
+        }
+    }
+}
+
+// A header through the read-ahead block reads as it does straight from the file, also when the
+// file's reads fail part way into the block; a small header costs the file one read.
+TEST(ImageHeader, ReadAheadChangesNothingButTheNumberOfReads) {
+    for (const ValidCase& c : ValidCases()) {
+        SCOPED_TRACE(c.name);
+        for (std::size_t blockSize : {std::size_t{1}, std::size_t{16}, std::size_t{61},
+                                      ReadAheadSource::kDefaultBlockSize}) {
+            SCOPED_TRACE(blockSize);
+            RecordingSource file(c.bytes);
+            ReadAheadSource ahead(file, blockSize);
+            const ImageHeader header = ReadImageHeader(ahead);
+            EXPECT_EQ(HeaderStatus::Ok, header.status);
+            EXPECT_EQ(c.width, header.width);
+            EXPECT_EQ(c.word, header.pixelFormat);
+            EXPECT_EQ(1, file.sizeCalls);
+            EXPECT_LE(file.highestEnd, c.bytes.size()) << "the block stays within the size";
+            if (blockSize == ReadAheadSource::kDefaultBlockSize) {
+                EXPECT_EQ(1, file.reads);
+            }
+            for (std::size_t length = 0; length < c.bytes.size(); ++length) {
+                RecordingSource failing(c.bytes, SIZE_MAX, length);
+                RecordingSource failingAgain(c.bytes, SIZE_MAX, length);
+                ReadAheadSource failingAhead(failingAgain, blockSize);
+                ASSERT_EQ(ReadImageHeader(failing).status, ReadImageHeader(failingAhead).status)
+                    << "reads fail from " << length;
+            }
         }
     }
 }

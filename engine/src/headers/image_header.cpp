@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <limits>
+#include <new>
 
 namespace orrelux::engine {
 
@@ -15,6 +16,53 @@ std::size_t MemoryImageSource::ReadAt(std::uint64_t offset, void* buffer, std::s
     const std::size_t start = static_cast<std::size_t>(offset);
     const std::size_t count = size < size_ - start ? size : size_ - start;
     std::memcpy(buffer, data_ + start, count);
+    return count;
+}
+
+ReadAheadSource::ReadAheadSource(ImageByteSource& inner, std::size_t blockSize)
+    : inner_(inner), blockSize_(blockSize > 0 ? blockSize : 1) {}
+
+ReadAheadSource::~ReadAheadSource() {
+    delete[] block_;
+}
+
+std::uint64_t ReadAheadSource::Size() {
+    if (!sizeKnown_) {
+        size_ = inner_.Size();
+        sizeKnown_ = true;
+    }
+    return size_;
+}
+
+bool ReadAheadSource::Holds(std::uint64_t offset, std::size_t size) const {
+    // blockStart_ + blockLength_ cannot overflow: both lie within Size().
+    return offset >= blockStart_ && offset - blockStart_ <= blockLength_ &&
+           size <= blockLength_ - static_cast<std::size_t>(offset - blockStart_);
+}
+
+std::size_t ReadAheadSource::ReadAt(std::uint64_t offset, void* buffer, std::size_t size) {
+    const std::uint64_t total = Size();
+    if (size == 0 || offset >= total)
+        return 0;
+    if (size > blockSize_ / 2)
+        return inner_.ReadAt(offset, buffer, size);
+    if (!Holds(offset, size)) {
+        if (!block_) {
+            block_ = new (std::nothrow) std::uint8_t[blockSize_];
+            if (!block_)
+                return inner_.ReadAt(offset, buffer, size);
+        }
+        const std::uint64_t left = total - offset;
+        const std::size_t wanted = left < blockSize_ ? static_cast<std::size_t>(left) : blockSize_;
+        blockStart_ = offset;
+        blockLength_ = inner_.ReadAt(offset, block_, wanted);
+        if (blockLength_ > wanted)
+            blockLength_ = 0; // a source that claims more than it was given is not believed
+    }
+    // A short block (the inner read failed part way) serves what it has.
+    const std::size_t available = blockLength_ - static_cast<std::size_t>(offset - blockStart_);
+    const std::size_t count = size < available ? size : available;
+    std::memcpy(buffer, block_ + (offset - blockStart_), count);
     return count;
 }
 

@@ -37,6 +37,35 @@ private:
     std::size_t size_;
 };
 
+// Serves small reads from one block read ahead of them. A header is a walk of many small reads
+// close together (markers, chunks, directory entries), and over a file each read costs a system
+// call; through this source most of them cost a copy. A read larger than half a block, or one
+// when the block cannot be had, goes straight to the inner source. The block never reaches past
+// the inner source's Size(), which is asked once.
+class ReadAheadSource final : public ImageByteSource {
+public:
+    static constexpr std::size_t kDefaultBlockSize = 64 * 1024;
+
+    explicit ReadAheadSource(ImageByteSource& inner, std::size_t blockSize = kDefaultBlockSize);
+    ~ReadAheadSource() override;
+    ReadAheadSource(const ReadAheadSource&) = delete;
+    ReadAheadSource& operator=(const ReadAheadSource&) = delete;
+
+    std::size_t ReadAt(std::uint64_t offset, void* buffer, std::size_t size) override;
+    std::uint64_t Size() override;
+
+private:
+    bool Holds(std::uint64_t offset, std::size_t size) const;
+
+    ImageByteSource& inner_;
+    std::size_t blockSize_;
+    std::uint8_t* block_ = nullptr; // blockSize_ bytes once the first small read comes
+    std::uint64_t blockStart_ = 0;
+    std::size_t blockLength_ = 0; // bytes of the block that hold data
+    std::uint64_t size_ = 0;
+    bool sizeKnown_ = false;
+};
+
 // File format codes, as EngineMetaReader's FileFormat gives them. 0 means "not recognised".
 enum ImageFileFormat : std::int32_t {
     kFileFormatUnknown = 0,

@@ -87,20 +87,35 @@ void SetText(HWND control, std::u16string_view text) {
     ::SetWindowTextW(control, reinterpret_cast<const wchar_t*>(closed.c_str()));
 }
 
+// Room for any row text: captions and values hold up to 100 characters.
+constexpr int kShownRowChars = 128;
+
+// A static control repaints itself on every WM_SETTEXT, and under a busy selection that is most
+// of the dialog thread's work: a row that already shows the text is left alone. A text too long
+// to compare in full is always written.
+void SetRowText(HWND control, std::u16string_view text) {
+    wchar_t shown[kShownRowChars] = {};
+    const int length = ::GetWindowTextW(control, shown, kShownRowChars);
+    if (text.size() < kShownRowChars - 1 && length >= 0 &&
+        static_cast<std::size_t>(length) == text.size() &&
+        text == std::u16string_view(reinterpret_cast<const char16_t*>(shown),
+                                    static_cast<std::size_t>(length)))
+        return;
+    SetText(control, text);
+}
+
 // A value wider than its control is cut at the control's edge, measured in the control's own
-// font; the rows never wrap and never show a partial ellipsis of the system's making.
-std::u16string_view FitToControl(HWND control, std::u16string_view text) {
+// font; the rows never wrap and never show a partial ellipsis of the system's making. One memory
+// DC measures all rows of a selection.
+std::u16string_view FitToControl(HDC measuring, HWND control, std::u16string_view text) {
     RECT client;
-    if (text.empty() || !::GetClientRect(control, &client))
-        return text;
-    const WindowDC dc(control);
-    if (!dc)
+    if (text.empty() || !measuring || !::GetClientRect(control, &client))
         return text;
     const auto font = reinterpret_cast<HGDIOBJ>(::SendMessageW(control, WM_GETFONT, 0, 0));
-    const SelectGuard select(dc.Get(), font);
-    const filedialog::TextMeasurer measure = [&dc](std::u16string_view part) {
+    const SelectGuard select(measuring, font ? font : ::GetStockObject(SYSTEM_FONT));
+    const filedialog::TextMeasurer measure = [measuring](std::u16string_view part) {
         SIZE size = {};
-        ::GetTextExtentPoint32W(dc.Get(), reinterpret_cast<const wchar_t*>(part.data()),
+        ::GetTextExtentPoint32W(measuring, reinterpret_cast<const wchar_t*>(part.data()),
                                 static_cast<int>(part.size()), &size);
         return static_cast<int>(size.cx);
     };
@@ -226,29 +241,42 @@ void CFileDialog::UpdateLabel(unsigned mask) {
 
 // ---- The property rows ---------------------------------------------------------------------
 
+const CFileDialog::RowWindowTable& CFileDialog::RowWindowsOfPane() const {
+    if (RowWindows.pane != PaneWindow) {
+        RowWindows = RowWindowTable();
+        RowWindows.pane = PaneWindow;
+        for (std::size_t row = 0; PaneWindow && row < kPropertyRowCount; ++row) {
+            RowWindows.captions[row] = ::GetDlgItem(PaneWindow, kRowControls[row].caption);
+            RowWindows.values[row] = ::GetDlgItem(PaneWindow, kRowControls[row].value);
+        }
+    }
+    return RowWindows;
+}
+
 HWND CFileDialog::GetLabelWindow(int row) const {
-    return PaneWindow ? ::GetDlgItem(PaneWindow, kRowControls[ClampRow(row)].caption) : nullptr;
+    return RowWindowsOfPane().captions[ClampRow(row)];
 }
 
 HWND CFileDialog::GetValueWindow(int row) const {
-    return PaneWindow ? ::GetDlgItem(PaneWindow, kRowControls[ClampRow(row)].value) : nullptr;
+    return RowWindowsOfPane().values[ClampRow(row)];
 }
 
 void CFileDialog::ClearAllLabels() {
     for (int row = 0; row < static_cast<int>(kPropertyRowCount); ++row) {
         if (const HWND caption = GetLabelWindow(row))
-            ::SetWindowTextW(caption, L"");
+            SetRowText(caption, u"");
         if (const HWND value = GetValueWindow(row))
-            ::SetWindowTextW(value, L"");
+            SetRowText(value, u"");
     }
 }
 
 void CFileDialog::SetImagePropTexts(const filedialog::PropertyRows& rows) {
+    const UniqueMemoryDC measuring(::CreateCompatibleDC(nullptr));
     for (int row = 0; row < static_cast<int>(kPropertyRowCount); ++row) {
         if (const HWND caption = GetLabelWindow(row))
-            SetText(caption, rows[row].caption);
+            SetRowText(caption, rows[row].caption);
         if (const HWND value = GetValueWindow(row))
-            SetText(value, FitToControl(value, rows[row].value));
+            SetRowText(value, FitToControl(measuring.Get(), value, rows[row].value));
     }
 }
 

@@ -110,15 +110,15 @@ filedialog::PropertyCaptions CFileDialog::RowCaptions() const {
     return captions;
 }
 
-// A failure of the probe changes no control: StartReadingFile has cleared the rows already.
+// A failed probe leaves every row empty. The rows are written once, with the outcome: the probe
+// is the first thing of a selection to touch them.
 void CFileDialog::SetPropsFromFilename(const wchar_t* fileName) {
-    if (!fileName) {
+    filedialog::PropertyRows rows;
+    if (!fileName || FAILED(GetDataFromFileThroughMetaData(fileName, &rows))) {
         ClearAllLabels();
         return;
     }
-    filedialog::PropertyRows rows;
-    if (SUCCEEDED(GetDataFromFileThroughMetaData(fileName, &rows)))
-        SetImagePropTexts(rows);
+    SetImagePropTexts(rows);
 }
 
 // Reads the facts that the rows with a caption can use, and only those: with every caption

@@ -157,26 +157,35 @@ void CFileDialog::AbortLoading() {
 // Each step that can let a newer selection in (the repaint of the blank pane pumps messages, and
 // so can run the hook again for the next selection) is followed by a check of the token: the
 // nested run has called AbortLoading, and this one gives way to it.
+//
+// The rows change once per selection, when its outcome is known: emptied when there is nothing to
+// show, else the probe's rows. Each row control repaints itself as its text changes, so emptying
+// them ahead of the probe would paint every changed row twice, and rows that stay as they were
+// (the captions, mostly) are not written at all. A run that a newer selection overtakes writes no
+// row: the newer one owns them.
 void CFileDialog::StartReadingFile() {
     if (!SystemDialogWindow)
         return;
     const LONG generation = LoadGeneration.load();
     const auto current = [this, generation] { return LoadGeneration.load() == generation; };
+    const auto showCross = [this] {
+        ClearAllLabels();
+        DrawEmptyBitmap(true, true);
+    };
     const std::unique_ptr<SelectionTexts> texts(new (std::nothrow) SelectionTexts);
     if (!texts || !current())
         return;
-    ClearAllLabels();
     DrawEmptyBitmap(false, true);
     if (!current())
         return;
     if (!filedialog::ReadSelectedPath(SystemDialogWindow, *texts)) {
-        DrawEmptyBitmap(true, true);
+        showCross();
         return;
     }
     // From here on FileName reads the selected path, whatever follows.
     FileNameBuffer.AssignPath(reinterpret_cast<const char16_t*>(texts->Path));
     if (PathDoesNotExist(texts->Path) || IsExistingDirectory(texts->Path)) {
-        DrawEmptyBitmap(true, true);
+        showCross();
         return;
     }
     if (!current())
