@@ -264,9 +264,9 @@ TEST_F(PreviewPipelineTest, EachOutcomeLeavesItsPicture) {
         {"damaged data: failed", L"corrupt.bmp", {}, Shows::Cross},
         {"not a picture: failed", L"notes.txt", {}, Shows::Cross},
         {"a fault out of LoadThumbnail: failed", L"p40x30.bmp",
-         SlowEngineSettings{0, 0, {}, 0, 0, FALSE, TRUE, FALSE}, Shows::Cross},
+         SlowEngineSettings{0, 0, {}, 0, 0, FALSE, TRUE, FALSE, FALSE}, Shows::Cross},
         {"a fault out of Draw: cancelled", L"p40x30.bmp",
-         SlowEngineSettings{0, 0, {}, 0, 0, FALSE, FALSE, TRUE}, Shows::NoPicture},
+         SlowEngineSettings{0, 0, {}, 0, 0, FALSE, FALSE, TRUE, FALSE}, Shows::NoPicture},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -416,6 +416,25 @@ TEST_F(PreviewPipelineTest, AnAbortedLoadEndsCancelled) {
         EXPECT_TRUE(AllBackground(Pane())) << "no cross: the pane belongs to whoever comes next";
         EXPECT_FALSE(Access::Crossed(object.Get()));
     }
+}
+
+// An abort that comes while the worker is between its last check and the start of its operation
+// finds nothing to stop; the operation is stopped as it begins, and does not hold the engine
+// (here: until a release that never comes) while a newer selection waits.
+TEST_F(PreviewPipelineTest, AnOperationBeginningAfterItsSelectionWentStopsAtOnce) {
+    SlowEngineSettings settings = {};
+    settings.holdBeforeBegin = TRUE;
+    settings.holdThumbnails = TRUE;
+    slow.Configure(settings);
+    Select(L"p40x30.bmp");
+    ASSERT_TRUE(PumpUntil([&] { return slow.Counters().heldBeforeBegin == 1; }));
+    const LONG aborts = slow.Counters().abortCalls;
+    Access::AbortLoading(object.Get());
+    slow.Release();
+    ASSERT_TRUE(WaitDone());
+    EXPECT_EQ(0, slow.Counters().drawCalls);
+    EXPECT_EQ(aborts + 2, slow.Counters().abortCalls) << "AbortLoading's, then the worker's own";
+    EXPECT_TRUE(AllBackground(Pane()));
 }
 
 TEST_F(PreviewPipelineTest, AWorkerDoesNotWaitForABusyPaneOfAnotherSelection) {

@@ -31,6 +31,23 @@ constexpr DWORD kProgressFrameMs = 16;
 constexpr DWORD kBusyPatienceMs = 200;
 constexpr DWORD kBusyRetryMs = 1;
 
+// The selection that a worker thread loads for, from its first call into the engine to its last;
+// none on any other thread. The engine announces an operation on the thread that asked for it, so
+// OperationBegin reads here whose operation it is.
+struct WorkerSelection {
+    bool loading = false;
+    LONG generation = 0;
+};
+thread_local WorkerSelection t_workerSelection;
+
+class LoadingFor {
+public:
+    explicit LoadingFor(LONG generation) { t_workerSelection = WorkerSelection{true, generation}; }
+    ~LoadingFor() { t_workerSelection = WorkerSelection(); }
+    LoadingFor(const LoadingFor&) = delete;
+    LoadingFor& operator=(const LoadingFor&) = delete;
+};
+
 // Gives the pane's busy flag back when the drawing that took it ends, however it ends, once
 // whatever GDI still batches for this thread has reached the bitmap.
 class BusyTaken {
@@ -276,7 +293,12 @@ unsigned __stdcall CFileDialog::Thread_LoadPicture(void* argument) {
         const HRESULT apartment = ::CoInitializeEx(nullptr, COINIT_MULTITHREADED);
         {
             ComPtr<IEngineBitmapData> data;
-            owner.FinishLoad(owner.LoadPicture(*request, data), request->Generation);
+            LoadOutcome outcome = LoadOutcome::Failed;
+            {
+                const LoadingFor loading(request->Generation);
+                outcome = owner.LoadPicture(*request, data);
+            }
+            owner.FinishLoad(outcome, request->Generation);
             owner.ShowProgressBar(false);
         }
         // The component's reference goes last of all that touches it: this release may end the
@@ -432,13 +454,22 @@ bool CFileDialog::ProgressWorthShowing(LONG position, LONG range) {
 // leave the newest selection's worker asleep behind an out-of-date one until its wait times out.
 // The lock keeps the exchange and close of the handle apart from a worker that takes its
 // duplicate; it is held for no wait.
+//
+// An abort that came between a worker's last check and the start of its operation found nothing
+// to stop, and the operation would run to its end while the newer selection's worker waits: the
+// worker stops its own operation as it begins.
 void CFileDialog::OnOperationBegin() {
-    UniqueKernelHandle fresh(::CreateSemaphoreW(nullptr, 0, kEngineWaiters, nullptr));
-    const std::lock_guard<std::mutex> guard(LoadSemaphoreLock);
-    const UniqueKernelHandle older(LoadSemaphore.exchange(fresh.Detach()));
-    // The older operation's end was lost: its waiters go on now.
-    if (older)
-        ::ReleaseSemaphore(older.Get(), kEngineWaiters, nullptr);
+    {
+        UniqueKernelHandle fresh(::CreateSemaphoreW(nullptr, 0, kEngineWaiters, nullptr));
+        const std::lock_guard<std::mutex> guard(LoadSemaphoreLock);
+        const UniqueKernelHandle older(LoadSemaphore.exchange(fresh.Detach()));
+        // The older operation's end was lost: its waiters go on now.
+        if (older)
+            ::ReleaseSemaphore(older.Get(), kEngineWaiters, nullptr);
+    }
+    const WorkerSelection worker = t_workerSelection;
+    if (worker.loading && worker.generation != LoadGeneration.load() && EngineBitmap)
+        EngineBitmap->AbortOperation();
 }
 
 void CFileDialog::OnOperationEnd() {

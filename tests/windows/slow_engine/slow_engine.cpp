@@ -70,18 +70,34 @@ public:
         wake_.notify_all();
     }
 
-    // The pause of the delay: false when an abort cut it short.
-    bool Pause(DWORD milliseconds) {
+    // The count of aborts so far: an operation notes it as it begins, and an abort after that
+    // ends its pauses.
+    unsigned AbortEpoch() {
+        const std::lock_guard<std::mutex> guard(lock_);
+        return abortEpoch_;
+    }
+
+    // The pause of the delay: false when an abort since `epoch` cut it short.
+    bool Pause(DWORD milliseconds, unsigned epoch) {
         std::unique_lock<std::mutex> guard(lock_);
-        const unsigned epoch = abortEpoch_;
         return !wake_.wait_for(guard, std::chrono::milliseconds(milliseconds),
                                [&] { return abortEpoch_ != epoch; });
     }
 
-    // The hold: until a release is there to take, the hold is switched off, or an abort comes.
-    void Hold() {
+    // Before the operation: until a release is there to take or the hold is switched off.
+    void HoldBeforeBegin() {
         std::unique_lock<std::mutex> guard(lock_);
-        const unsigned epoch = abortEpoch_;
+        ++heldBeforeBegin_;
+        wake_.wait(guard, [&] { return releases_ > 0 || !settings_.holdBeforeBegin; });
+        if (releases_ > 0)
+            --releases_;
+        --heldBeforeBegin_;
+    }
+
+    // The hold: until a release is there to take, the hold is switched off, or an abort since
+    // `epoch` comes.
+    void Hold(unsigned epoch) {
+        std::unique_lock<std::mutex> guard(lock_);
         ++held;
         wake_.wait(guard, [&] {
             return releases_ > 0 || !settings_.holdThumbnails || abortEpoch_ != epoch;
@@ -111,6 +127,7 @@ public:
         counters.mostCallersInside = mostCallersInside.load();
         const std::lock_guard<std::mutex> guard(lock_);
         counters.held = held;
+        counters.heldBeforeBegin = heldBeforeBegin_;
         std::wcscpy(counters.lastThumbnail, lastThumbnail_);
     }
 
@@ -127,9 +144,10 @@ private:
     std::mutex lock_;
     std::condition_variable wake_;
     SlowEngineSettings settings_ = {};
-    LONG releases_ = 0;       // guarded by lock_
-    LONG held = 0;            // guarded by lock_
-    unsigned abortEpoch_ = 0; // guarded by lock_
+    LONG releases_ = 0;        // guarded by lock_
+    LONG held = 0;             // guarded by lock_
+    LONG heldBeforeBegin_ = 0; // guarded by lock_
+    unsigned abortEpoch_ = 0;  // guarded by lock_
     WCHAR lastThumbnail_[260] = {};
 };
 
@@ -264,6 +282,8 @@ public:
         } leave;
         if (control.Settings().throwInThumbnail)
             throw std::runtime_error("a fault injected into LoadThumbnail");
+        if (control.Settings().holdBeforeBegin)
+            control.HoldBeforeBegin();
         inThumbnail = true;
         return inner_->LoadThumbnail(fileName, maxWidth, maxHeight);
     }
@@ -360,9 +380,11 @@ private:
         }
         STDMETHODIMP Invoke(DISPID dispid, REFIID, LCID, WORD, DISPPARAMS* parameters, VARIANT*,
                             EXCEPINFO*, UINT*) override {
+            // An abort from the sinks' own OperationBegin counts for this operation.
+            const unsigned epoch = Control::Get().AbortEpoch();
             owner_.outerSinks_.Fire(dispid, parameters);
             if (dispid == 8 && inThumbnail)
-                owner_.SlowDown();
+                owner_.SlowDown(epoch);
             return S_OK;
         }
 
@@ -392,18 +414,18 @@ private:
     }
 
     // Inside the operation, on its thread, after OperationBegin has reached the sinks.
-    void SlowDown() {
+    void SlowDown(unsigned epoch) {
         Control& control = Control::Get();
         const SlowEngineSettings settings = control.Settings();
         for (LONG step = 0; step < settings.progressCount; ++step) {
             FireProgress(outerSinks_, settings.progressSteps[step], settings.progressRange);
-            if (settings.stepDelayMs && !control.Pause(settings.stepDelayMs))
+            if (settings.stepDelayMs && !control.Pause(settings.stepDelayMs, epoch))
                 return;
         }
-        if (settings.delayMs && !control.Pause(settings.delayMs))
+        if (settings.delayMs && !control.Pause(settings.delayMs, epoch))
             return;
         if (settings.holdThumbnails)
-            control.Hold();
+            control.Hold(epoch);
     }
 
     std::atomic<ULONG> references_{1};

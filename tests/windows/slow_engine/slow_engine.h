@@ -7,8 +7,8 @@
 // ImagingEngine.dll from the same directory and passes every call and event through, adding what
 // the settings ask for inside each LoadThumbnail operation, right after the engine has announced
 // it (OperationBegin), in this order: the injected progress steps, the delay, the hold. The
-// delay and the hold end early when AbortOperation is called, so that the real engine then
-// reports the operation as aborted (-6).
+// delay and the hold end early when AbortOperation is called from the operation's announcement
+// on, so that the real engine then reports the operation as aborted (-6).
 //
 // The exported functions are reached with GetProcAddress on the loaded DLL (SlowEngineApi).
 #pragma once
@@ -26,6 +26,9 @@ struct SlowEngineSettings {
     BOOL holdThumbnails;   // each LoadThumbnail operation waits for SlowEngineRelease
     BOOL throwInThumbnail; // LoadThumbnail throws a C++ exception instead of loading
     BOOL throwInDraw;      // Draw throws a C++ exception instead of drawing
+    BOOL holdBeforeBegin;  // each LoadThumbnail waits for SlowEngineRelease before the engine
+                           // starts its operation; an abort does not end this wait, since no
+                           // operation runs yet
 };
 
 struct SlowEngineCounters {
@@ -37,6 +40,7 @@ struct SlowEngineCounters {
     LONG callersInside;       // threads inside LoadThumbnail right now
     LONG mostCallersInside;   // the most threads that were inside LoadThumbnail at once
     WCHAR lastThumbnail[260]; // file name of the last LoadThumbnail call
+    LONG heldBeforeBegin;     // LoadThumbnail calls waiting before their operation right now
 };
 
 // Replaces the settings and zeroes the counters (but objects). A hold that is switched off lets
