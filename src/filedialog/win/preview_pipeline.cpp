@@ -404,12 +404,21 @@ LoadOutcome CFileDialog::LoadPicture(const LoadPictureRequest& request,
 // the repaint that the hidden progress bar has just caused) tries again for a moment rather than
 // give up: giving up would leave the selection's picture undrawn for good, since nothing draws it
 // later. A worker whose selection has gone gives up at once.
+//
+// The token is read again once the flag is held: a newer selection can come between the first
+// read and the take, and its worker may even have drawn its picture in that moment; drawing now
+// would put an out-of-date picture or cross over it. Every drawing of a worker happens under the
+// flag, so the read under the flag is final.
 bool CFileDialog::TakePreviewBusy(LONG generation) {
     for (DWORD waited = 0;; waited += kBusyRetryMs) {
         if (LoadGeneration.load() != generation)
             return false;
-        if (PreviewBusy.TryTake())
-            return true;
+        if (PreviewBusy.TryTake()) {
+            if (LoadGeneration.load() == generation)
+                return true;
+            PreviewBusy.GiveBack();
+            return false;
+        }
         if (waited >= kBusyPatienceMs)
             return false;
         ::Sleep(kBusyRetryMs);
