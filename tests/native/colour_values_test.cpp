@@ -37,68 +37,35 @@ std::wstring FormattedChannel(int value) {
     return text;
 }
 
+// Red and blue swap between the packed forms; a top byte never carries over.
 TEST(ColourPacking, LayoutsAndSwaps) {
-    struct Case {
-        const char* what;
-        std::uint32_t actual;
-        std::uint32_t expected;
+    const std::uint32_t cases[][2] = {
+        {RgbToColorRef(0xAB123456), 0x563412},    {PackRgb(0x312, 0x234, 0x156), 0x123456},
+        {ColorRefToRgb(0x7F563412), 0x123456},    {RedOf(0xAB123456), 0x12},
+        {ColorRefToArgb(0x01563412), 0xFF123456}, {GreenOf(0xAB123456), 0x34},
+        {ForceOpaque(0x7F123456), 0xFF123456},    {BlueOf(0xAB123456), 0x56},
     };
-    const Case cases[] = {
-        {"RgbToColorRef swaps red and blue", RgbToColorRef(0x123456), 0x563412},
-        {"RgbToColorRef drops the top byte", RgbToColorRef(0xAB123456), 0x563412},
-        {"ColorRefToRgb undoes the swap", ColorRefToRgb(RgbToColorRef(0x123456)), 0x123456},
-        {"ColorRefToRgb drops the top byte", ColorRefToRgb(0x7F563412), 0x123456},
-        {"ColorRefToArgb is opaque RGB", ColorRefToArgb(0x563412), 0xFF123456},
-        {"ColorRefToArgb replaces a stray top byte", ColorRefToArgb(0x01563412), 0xFF123456},
-        {"ForceOpaque", ForceOpaque(0x00123456), 0xFF123456},
-        {"ForceOpaque keeps channels", ForceOpaque(0x7F000000), 0xFF000000},
-        {"PackRgb", PackRgb(0x12, 0x34, 0x56), 0x123456},
-        {"PackRgb keeps low 8 bits of each channel", PackRgb(0x312, 0x234, 0x156), 0x123456},
-        {"RedOf", RedOf(0xAB123456), 0x12},
-        {"GreenOf", GreenOf(0xAB123456), 0x34},
-        {"BlueOf", BlueOf(0xAB123456), 0x56},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
-        EXPECT_EQ(c.actual, c.expected);
-    }
+    for (const auto& c : cases)
+        EXPECT_EQ(c[0], c[1]) << "case " << &c - cases;
     EXPECT_EQ(UnpackRgb(0xAB123456), (RgbChannels{0x12, 0x34, 0x56}));
-    for (RgbColor color = 0; color <= 0xFFFFFF; color += 0x010203) {
-        const RgbChannels channels = UnpackRgb(color);
-        EXPECT_EQ(PackRgb(channels.red, channels.green, channels.blue), color);
-    }
 }
 
 // Each row: a colour, its HSB triple, and what HsbToRgb makes of that triple again.
-struct WorkedValue {
+const struct WorkedValue {
     RgbColor color;
     HsbColor hsb;
     RgbChannels back;
-};
-
-const WorkedValue kWorkedValues[] = {
-    {0xFF0000, {0, 65536, 65535}, {254, 0, 0}},
-    {0x00FF00, {120, 65536, 65535}, {0, 254, 0}},
-    {0x0000FF, {240, 65536, 65535}, {0, 0, 254}},
-    {0xFFFF00, {60, 65536, 65535}, {254, 254, 0}},
-    {0xFF00FF, {300, 65536, 65535}, {254, 0, 254}},
-    {0xFFFFFF, {0, 0, 65535}, {254, 254, 254}},
-    {0x000000, {0, 0, 0}, {0, 0, 0}},
-    {0x808080, {0, 0, 32896}, {127, 127, 127}},
-    {0x010101, {0, 0, 257}, {0, 0, 0}},
-    {0xC86432, {20, 49152, 51400}, {199, 99, 49}},
-    {0x123456, {210, 51819, 22102}, {17, 51, 85}},
-    {0xFF8000, {30, 65536, 65535}, {254, 127, 0}},
-    {0xFE017F, {330, 65277, 65278}, {253, 0, 127}},
-    // Two channels tied for the largest.
-    {0x00FFFF, {180, 65536, 65535}, {0, 254, 254}},
-    {0x808000, {60, 65536, 32896}, {127, 127, 0}},
-    {0x008080, {180, 65536, 32896}, {0, 127, 127}},
-    {0x800080, {300, 65536, 32896}, {127, 0, 127}},
+} kWorkedValues[] = {
+    {0xFF0000, {0, 65536, 65535}, {254, 0, 0}},     {0x000000, {0, 0, 0}, {0, 0, 0}},
+    {0x00FF00, {120, 65536, 65535}, {0, 254, 0}},   {0x0000FF, {240, 65536, 65535}, {0, 0, 254}},
+    {0xFFFF00, {60, 65536, 65535}, {254, 254, 0}},  {0xFF00FF, {300, 65536, 65535}, {254, 0, 254}},
+    {0xFFFFFF, {0, 0, 65535}, {254, 254, 254}},     {0xC86432, {20, 49152, 51400}, {199, 99, 49}},
+    {0x123456, {210, 51819, 22102}, {17, 51, 85}},  {0xFF8000, {30, 65536, 65535}, {254, 127, 0}},
+    {0xFE017F, {330, 65277, 65278}, {253, 0, 127}}, {0x00FFFF, {180, 65536, 65535}, {0, 254, 254}},
 };
 
 TEST(ColourHsb, WorkedValuesBothWays) {
-    for (const WorkedValue& row : kWorkedValues) {
+    for (const auto& row : kWorkedValues) {
         SCOPED_TRACE(testing::Message() << std::hex << "color 0x" << row.color);
         const HsbColor hsb = RgbToHsb(row.color);
         EXPECT_EQ(hsb, row.hsb);
@@ -109,34 +76,23 @@ TEST(ColourHsb, WorkedValuesBothWays) {
     }
 }
 
+// The full channel is the brightness itself while the others are built from its halved value,
+// so an odd brightness can leave a grey one unit uneven.
 TEST(ColourHsb, DirectHsbToRgbValues) {
-    struct Case {
+    const struct {
         HsbColor hsb;
         RgbChannels expected;
-    };
-    const Case cases[] = {
-        {{0, 0x10000, 0x10000}, {255, 0, 0}},
-        {{120, 0x10000, 0x10000}, {0, 255, 0}},
-        {{240, 0x10000, 0x10000}, {0, 0, 255}},
-        {{360, 0x10000, 0x10000}, {255, 0, 0}},
-        {{0, 0, 0x10000}, {255, 255, 255}},
-        {{30, 0x8000, 0x8000}, {127, 95, 63}},
-        // Full level in is 255 out, 65535 in is 254 out: channels truncate.
-        {{0, 0, 65535}, {254, 254, 254}},
-        {{60, 0x10000, 0x10000}, {255, 255, 0}},
-        {{180, 0x10000, 0x10000}, {0, 255, 255}},
-        {{300, 0x10000, 0x10000}, {255, 0, 255}},
-        {{90, 0x10000, 0x10000}, {127, 255, 0}},
+    } cases[] = {
+        {{0, 0x10000, 0x10000}, {255, 0, 0}},     {{0, 0, 515}, {2, 1, 1}},
+        {{120, 0x10000, 0x10000}, {0, 255, 0}},   {{240, 0x10000, 0x10000}, {0, 0, 255}},
+        {{60, 0x10000, 0x10000}, {255, 255, 0}},  {{0, 0, 0x10000}, {255, 255, 255}},
+        {{180, 0x10000, 0x10000}, {0, 255, 255}}, {{30, 0x8000, 0x8000}, {127, 95, 63}},
+        {{300, 0x10000, 0x10000}, {255, 0, 255}}, {{90, 0x10000, 0x10000}, {127, 255, 0}},
         {{359, 0x10000, 0x10000}, {255, 0, 4}},
-        // The full channel is the brightness itself while the others are built from its
-        // halved value, so an odd brightness can leave a grey one unit uneven.
-        {{0, 0, 515}, {2, 1, 1}},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(testing::Message() << "hsb " << c.hsb.hue << ", " << c.hsb.saturation << ", "
-                                        << c.hsb.brightness);
-        EXPECT_EQ(HsbToRgb(c.hsb.hue, c.hsb.saturation, c.hsb.brightness), c.expected);
-    }
+    for (const auto& c : cases)
+        EXPECT_EQ(HsbToRgb(c.hsb.hue, c.hsb.saturation, c.hsb.brightness), c.expected)
+            << "hsb " << c.hsb.hue << ", " << c.hsb.saturation << ", " << c.hsb.brightness;
 }
 
 const std::uint32_t kLevels[] = {0, 1, 257, 0x4000, 0x8000, 0x8001, 0xC000, 65535, 0x10000};
@@ -148,10 +104,8 @@ TEST(ColourHsb, HueFullTurnAndBeyond) {
         for (std::uint32_t brightness : kLevels) {
             SCOPED_TRACE(testing::Message() << "s " << saturation << " b " << brightness);
             EXPECT_EQ(HsbToRgb(360, saturation, brightness), HsbToRgb(0, saturation, brightness));
-            for (std::uint32_t hue : pastFullTurn) {
-                SCOPED_TRACE(testing::Message() << "hue " << hue);
-                EXPECT_EQ(HsbToRgb(hue, saturation, brightness), (RgbChannels{0, 0, 0}));
-            }
+            for (std::uint32_t hue : pastFullTurn)
+                EXPECT_EQ(HsbToRgb(hue, saturation, brightness), (RgbChannels{0, 0, 0})) << hue;
         }
     }
 }
@@ -214,124 +168,65 @@ TEST(ColourHsb, RgbToHsbRangesOverEveryColour) {
     }
 }
 
+// Halves round up, the doubles just below them down (floor(x + 0.5) gives 1 for the one below
+// 0.5); results outside the int range come out as INT_MIN.
 TEST(ColourRounding, RoundToInt) {
-    struct Case {
+    const struct {
         double x;
         int expected;
+    } cases[] = {
+        {2147483647.0, INT_MAX},  {2.5, 3},
+        {2147483646.5, INT_MAX},  {-2.5, -2},
+        {-2147483648.0, INT_MIN}, {0.5, 1},
+        {-2147483648.5, INT_MIN}, {-0.5, 0},
+        {2147483647.5, INT_MIN},  {1e300, INT_MIN},
+        {2.4999999999999996, 2},  {-1e300, INT_MIN},
+        {0.49999999999999994, 0}, {-2.5000000000000004, -3},
     };
-    const Case cases[] = {
-        {0.0, 0},
-        {-0.0, 0},
-        {2.5, 3},
-        {-2.5, -2},
-        {0.5, 1},
-        {-0.5, 0},
-        {1.5, 2},
-        {-1.5, -1},
-        {2.4999999999999996, 2},  // the double just below 2.5
-        {0.49999999999999994, 0}, // just below 0.5: floor(x + 0.5) would give 1
-        {-2.5000000000000004, -3},
-        {-0.49999999999999994, 0},
-        {7.0, 7},
-        {-7.0, -7},
-        {1e9 + 0.5, 1000000001},
-        {2147483647.0, INT_MAX},
-        {2147483646.5, INT_MAX},
-        {-2147483648.0, INT_MIN},
-        {-2147483648.5, INT_MIN},
-        // Results outside the int range come out as INT_MIN.
-        {2147483647.5, INT_MIN},
-        {1e300, INT_MIN},
-        {-1e300, INT_MIN},
-        {std::numeric_limits<double>::infinity(), INT_MIN},
-        {std::numeric_limits<double>::quiet_NaN(), INT_MIN},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(testing::Message() << "x " << std::hexfloat << c.x);
-        EXPECT_EQ(RoundToInt(c.x), c.expected);
-    }
+    for (const auto& c : cases)
+        EXPECT_EQ(RoundToInt(c.x), c.expected) << "x " << std::hexfloat << c.x;
+    EXPECT_EQ(RoundToInt(std::numeric_limits<double>::infinity()), INT_MIN);
+    EXPECT_EQ(RoundToInt(std::numeric_limits<double>::quiet_NaN()), INT_MIN);
 }
 
+// Exactly -0.5 rounds up, not away from zero. The last four rows are rounding edges where
+// another operand order gives a different result: position * 360 / extent one more in the
+// first two, hue * (extent * k) 917 and hue * k * extent 1006 in the last two.
 TEST(ColourRounding, ScaleMaps) {
-    enum class Map { FixedToPixels, PixelsToFixed, HueToPixels, PixelsToHue };
-    struct Case {
-        Map map;
-        int value;
-        int extent;
-        int expected;
+    const struct {
+        int (*map)(int, int);
+        int value, extent, expected;
+    } cases[] = {
+        {ScaleFixedToPixels, 32768, 100, 50}, {ScaleFixedToPixels, 0x10000, 251, 251},
+        {ScaleFixedToPixels, 32768, 1, 1},    {ScaleFixedToPixels, -32768, 1, 0},
+        {ScaleFixedToPixels, 32767, 1, 0},    {ScalePixelsToFixed, 1, 3, 21845},
+        {ScalePixelsToFixed, 2, 3, 43691},    {ScalePixelsToFixed, 251, 251, 0x10000},
+        {ScalePixelsToFixed, -1, 2, -32768},  {ScaleHueToPixels, 180, 251, 126},
+        {ScaleHueToPixels, 359, 251, 250},    {ScalePixelsToHue, 125, 251, 179},
+        {ScalePixelsToHue, 251, 251, 360},    {ScalePixelsToHue, 0, 251, 0},
+        {ScalePixelsToHue, 126, 251, 181},    {ScalePixelsToHue, -1, 251, -1},
+        {ScalePixelsToHue, 7, 80, 31},        {ScalePixelsToHue, 23, 144, 57},
+        {ScaleHueToPixels, 225, 1468, 918},   {ScaleHueToPixels, 183, 1980, 1007},
     };
-    const Case cases[] = {
-        {Map::FixedToPixels, 32768, 100, 50},
-        {Map::PixelsToFixed, 1, 3, 21845},
-        {Map::HueToPixels, 180, 251, 126},
-        {Map::HueToPixels, 359, 251, 250},
-        {Map::PixelsToHue, 125, 251, 179},
-        {Map::PixelsToHue, 251, 251, 360},
-        {Map::PixelsToHue, 0, 251, 0},
-        {Map::PixelsToHue, 126, 251, 181},
-        {Map::FixedToPixels, 0x10000, 251, 251},
-        {Map::FixedToPixels, 32768, 1, 1},  // exactly 0.5
-        {Map::FixedToPixels, -32768, 1, 0}, // exactly -0.5 rounds up, not away from zero
-        {Map::FixedToPixels, 32767, 1, 0},
-        {Map::PixelsToFixed, 2, 3, 43691},
-        {Map::PixelsToFixed, 251, 251, 0x10000},
-        {Map::PixelsToFixed, -1, 2, -32768},
-        {Map::PixelsToHue, -1, 251, -1},
-        // Rounding edges where another operand order gives a different result:
-        // position * 360 / extent gives one more in both.
-        {Map::PixelsToHue, 7, 80, 31},
-        {Map::PixelsToHue, 23, 144, 57},
-        // hue * (extent * k) gives 917.
-        {Map::HueToPixels, 225, 1468, 918},
-        // hue * k * extent gives 1006.
-        {Map::HueToPixels, 183, 1980, 1007},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(testing::Message() << "map " << static_cast<int>(c.map) << " value " << c.value
-                                        << " extent " << c.extent);
-        int actual = 0;
-        switch (c.map) {
-        case Map::FixedToPixels:
-            actual = ScaleFixedToPixels(c.value, c.extent);
-            break;
-        case Map::PixelsToFixed:
-            actual = ScalePixelsToFixed(c.value, c.extent);
-            break;
-        case Map::HueToPixels:
-            actual = ScaleHueToPixels(c.value, c.extent);
-            break;
-        case Map::PixelsToHue:
-            actual = ScalePixelsToHue(c.value, c.extent);
-            break;
-        }
-        EXPECT_EQ(actual, c.expected);
-    }
+    for (const auto& c : cases)
+        EXPECT_EQ(c.map(c.value, c.extent), c.expected) << "row " << &c - cases;
 }
 
+// Only the low 24 bits count.
 TEST(ColourDistance, Values) {
-    struct Case {
-        RgbColor first;
-        RgbColor second;
+    const struct {
+        RgbColor first, second;
         std::int32_t expected;
+    } cases[] = {
+        {0xFF0000, 0, 1950750},    {0x00FF00, 0, 3836475},
+        {0x0000FF, 0, 715275},     {0xFFFFFF, 0, 6502500},
+        {0x102030, 0x112233, 365}, {0x112233, 0x102030, 365},
+        {0x123456, 0x123456, 0},   {0xFF102030, 0x00112233, 365},
+        {0xAB000000, 0, 0},        {0x80FFFFFF, 0x7F000000, 6502500},
     };
-    const Case cases[] = {
-        {0xFF0000, 0, 1950750},
-        {0x00FF00, 0, 3836475},
-        {0x0000FF, 0, 715275},
-        {0xFFFFFF, 0, 6502500},
-        {0x102030, 0x112233, 365},
-        {0x112233, 0x102030, 365},
-        {0, 0xFFFFFF, 6502500},
-        {0x123456, 0x123456, 0},
-        // Only the low 24 bits count.
-        {0xFF102030, 0x00112233, 365},
-        {0xAB000000, 0, 0},
-        {0x80FFFFFF, 0x7F000000, 6502500},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(testing::Message() << std::hex << "0x" << c.first << " 0x" << c.second);
-        EXPECT_EQ(ColorDistance(c.first, c.second), c.expected);
-    }
+    for (const auto& c : cases)
+        EXPECT_EQ(ColorDistance(c.first, c.second), c.expected)
+            << std::hex << "0x" << c.first << " 0x" << c.second;
 }
 
 TEST(ColourText, HexDigits) {
@@ -345,30 +240,20 @@ TEST(ColourText, HexDigits) {
     }
 }
 
+// Upper case, six digits at most; a-umlaut and full-width A are no digits.
 TEST(ColourText, FilterHexText) {
-    struct Case {
-        const wchar_t* source;
-        const wchar_t* cleaned;
+    const struct {
+        const wchar_t *source, *cleaned;
         bool unchanged;
+    } cases[] = {
+        {L"12g4", L"124", false},        {L"abc", L"ABC", false}, {L"ABC", L"ABC", true},
+        {L"1234567", L"123456", false},  {L"", L"", true},        {L"123456", L"123456", true},
+        {L"#00ff00", L"00FF00", false},  {L"G", L"", false},      {L" 1", L"1", false},
+        {L"\u00E4\uFF21B", L"B", false},
     };
-    const Case cases[] = {
-        {L"12g4", L"124", false},
-        {L"abc", L"ABC", false},
-        {L"ABC", L"ABC", true},
-        {L"1234567", L"123456", false},
-        {L"", L"", true},
-        {L"123456", L"123456", true},
-        {L"#00ff00", L"00FF00", false},
-        {L"aBcDeF", L"ABCDEF", false},
-        {L"ABCDEF0", L"ABCDEF", false},
-        {L"G", L"", false},
-        {L" 1", L"1", false},
-        {L"\u00E4\uFF21B", L"B", false}, // a-umlaut and full-width A are no digits
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(testing::Message() << "source \"" << c.source << "\"");
+    for (const auto& c : cases) {
         std::wstring target = L"stale";
-        EXPECT_EQ(FilterHexText(c.source, target), c.unchanged);
+        EXPECT_EQ(FilterHexText(c.source, target), c.unchanged) << c.source;
         EXPECT_EQ(target, c.cleaned);
     }
     std::wstring target = L"stale";
@@ -376,50 +261,32 @@ TEST(ColourText, FilterHexText) {
     EXPECT_EQ(target, L"");
 }
 
+// Upper case only (callers parse filtered text); a non-digit still takes its place, and only the
+// last six characters count.
 TEST(ColourText, ParseHexColor) {
-    struct Case {
+    const struct {
         const wchar_t* text;
         RgbColor expected;
+    } cases[] = {
+        {L"FF", 255},          {L"ff", 0},        {L"", 0},
+        {L"ABCD", 0xABCD},     {L"0000FF", 0xFF}, {L"FFFFFF", 0xFFFFFF},
+        {L"123456", 0x123456}, {L"F F", 0xF0F},   {L"1234567", 0x234567},
     };
-    const Case cases[] = {
-        {L"FF", 255},
-        {L"ff", 0}, // upper case only: callers parse filtered text
-        {L"", 0},
-        {L"0", 0},
-        {L"ABCD", 0xABCD},
-        {L"0000FF", 0xFF},
-        {L"FFFFFF", 0xFFFFFF},
-        {L"123456", 0x123456},
-        {L"F0F", 0xF0F},
-        {L"F F", 0xF0F},        // a non-digit still takes its place
-        {L"1234567", 0x234567}, // only the last six characters count
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(testing::Message() << "text \"" << c.text << "\"");
-        EXPECT_EQ(ParseHexColor(c.text), c.expected);
-    }
+    for (const auto& c : cases)
+        EXPECT_EQ(ParseHexColor(c.text), c.expected) << c.text;
     EXPECT_EQ(ParseHexColor(nullptr), 0u);
 }
 
 TEST(ColourText, FormatHexColor) {
-    struct Case {
+    const struct {
         RgbColor color;
         const wchar_t* expected;
+    } cases[] = {
+        {0xFFFFFF, L"FFFFFF"}, {0, L"0"},          {0x0A0B0C, L"A0B0C"},  {0xFF, L"FF"},
+        {0xFF00ABCD, L"ABCD"}, {0xFF000000, L"0"}, {0x100000, L"100000"},
     };
-    const Case cases[] = {
-        {0, L"0"},
-        {0xFF, L"FF"},
-        {0xABCD, L"ABCD"},
-        {0xFFFFFF, L"FFFFFF"},
-        {0x100000, L"100000"},
-        {0x0A0B0C, L"A0B0C"},
-        {0xFF00ABCD, L"ABCD"}, // top byte ignored
-        {0xFF000000, L"0"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(testing::Message() << std::hex << "color 0x" << c.color);
-        EXPECT_EQ(FormattedHex(c.color), c.expected);
-    }
+    for (const auto& c : cases)
+        EXPECT_EQ(FormattedHex(c.color), c.expected) << std::hex << c.color;
 }
 
 TEST(ColourText, HexFormatParseAndFilterAgree) {
@@ -433,44 +300,22 @@ TEST(ColourText, HexFormatParseAndFilterAgree) {
 }
 
 TEST(ColourText, ChannelText) {
-    struct FormatCase {
-        int value;
-        const wchar_t* expected;
+    const std::pair<int, const wchar_t*> formats[] = {
+        {0, L"0"},   {7, L"7"},
+        {10, L"10"}, {INT_MAX, L"2147483647"},
+        {-5, L"-5"}, {INT_MIN, L"-2147483648"},
     };
-    const FormatCase formats[] = {
-        {0, L"0"},       {7, L"7"},
-        {10, L"10"},     {255, L"255"},
-        {1000, L"1000"}, {INT_MAX, L"2147483647"},
-        {-5, L"-5"},     {INT_MIN, L"-2147483648"},
-    };
-    for (const FormatCase& c : formats) {
-        SCOPED_TRACE(testing::Message() << "value " << c.value);
-        EXPECT_EQ(FormattedChannel(c.value), c.expected);
-    }
+    for (const auto& [value, text] : formats)
+        EXPECT_EQ(FormattedChannel(value), text) << value;
 
-    struct ParseCase {
-        const wchar_t* text;
-        int expected;
-    };
-    const ParseCase parses[] = {
-        {L"0", 0},
-        {L"255", 255},
-        {L"07", 7},
-        {L"999", 999},
-        {L"", 0},
-        {L"12a", 12},
-        {L"a12", 0},
-        {L"-5", 0},
-        {L"+5", 0},
+    const std::pair<const wchar_t*, int> parses[] = {
+        {L"07", 7},   {L"", 0},    {L"2147483647", INT_MAX},
+        {L"12a", 12}, {L"a12", 0}, {L"2147483648", INT_MAX},
+        {L"-5", 0},   {L"+5", 0},  {L"99999999999999999999", INT_MAX},
         {L" 5", 0},
-        {L"2147483647", INT_MAX},
-        {L"2147483648", INT_MAX},
-        {L"99999999999999999999", INT_MAX},
     };
-    for (const ParseCase& c : parses) {
-        SCOPED_TRACE(testing::Message() << "text \"" << c.text << "\"");
-        EXPECT_EQ(ParseChannelText(c.text), c.expected);
-    }
+    for (const auto& [text, value] : parses)
+        EXPECT_EQ(ParseChannelText(text), value) << text;
     EXPECT_EQ(ParseChannelText(nullptr), 0);
 
     for (int value = 0; value <= 1000; ++value) {

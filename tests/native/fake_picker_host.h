@@ -54,7 +54,9 @@ public:
     std::function<void()> OnApply;         // the client's Apply handler
 
     // Builds the controls and opens the picker on them; the plane's inner area is 300 x 240 and
-    // the strip's 19 x 240 with the picker's inset of 3; the palette grid is 300 x 220.
+    // the strip's 19 x 240 with the picker's inset of 3; the palette grid is 300 x 220. Plane,
+    // strip and grid stand where the dialog start finds them in the dialog's client area; OK,
+    // Cancel and Apply in dialog units 125, 180, 235 wide 45, doubled to pixels.
     explicit FakePickerHost(CPickerWindow& picker) : picker_(picker) {
         picker.DialogHandle = picker.DialogWindow = Add("dialog", 0, Rect{0, 0, 560, 420});
         picker.TabWindow = Add("tab", 201, Rect{0, 0, 400, 350});
@@ -67,19 +69,15 @@ public:
         picker.RedSpin = Add("redSpin", 230, Rect{0, 0, 10, 20});
         picker.GreenSpin = Add("greenSpin", 231, Rect{0, 0, 10, 20});
         picker.BlueSpin = Add("blueSpin", 232, Rect{0, 0, 10, 20});
-        picker.PlaneWindow = Add("plane", 205, Rect{0, 0, 306, 246});
-        picker.StripWindow = Add("strip", 206, Rect{0, 0, 25, 246});
+        picker.PlaneWindow = Add("plane", 205, Rect{0, 0, 306, 246}, {}, Rect{10, 20, 316, 266});
+        picker.StripWindow = Add("strip", 206, Rect{0, 0, 25, 246}, {}, Rect{330, 20, 355, 266});
         picker.PaletteCombo = Add("combo", 224, Rect{0, 0, 200, 20});
         picker.PaletteLabel = Add("label", 225, Rect{0, 0, 40, 12});
-        picker.PaletteGridWindow = Add("grid", 228, Rect{0, 0, 300, 220});
-        // OK, Cancel and Apply in dialog units 125, 180, 235 wide 45, doubled to pixels.
-        Add("ok", 1, Rect{0, 0, 90, 32})->Bounds = Rect{250, 376, 340, 408};
-        Add("cancel", 2, Rect{0, 0, 90, 32})->Bounds = Rect{360, 376, 450, 408};
-        Add("apply", 202, Rect{0, 0, 90, 32})->Bounds = Rect{470, 376, 560, 408};
-        // Where the dialog start finds plane, strip and grid in the dialog's client area.
-        Window(picker.PlaneWindow).Bounds = Rect{10, 20, 316, 266};
-        Window(picker.StripWindow).Bounds = Rect{330, 20, 355, 266};
-        Window(picker.PaletteGridWindow).Bounds = Rect{10, 40, 310, 260};
+        picker.PaletteGridWindow =
+            Add("grid", 228, Rect{0, 0, 300, 220}, {}, Rect{10, 40, 310, 260});
+        Add("ok", 1, Rect{0, 0, 90, 32}, {}, Rect{250, 376, 340, 408});
+        Add("cancel", 2, Rect{0, 0, 90, 32}, {}, Rect{360, 376, 450, 408});
+        Add("apply", 202, Rect{0, 0, 90, 32}, {}, Rect{470, 376, 560, 408});
         picker.DialogClientRect = Window(picker.DialogWindow).Client;
         picker.PlaneClientRect = Window(picker.PlaneWindow).Client;
         picker.StripClientRect = Window(picker.StripWindow).Client;
@@ -115,27 +113,22 @@ public:
 
     // PickerOwner
     void FireApply() override {
-        Log.push_back("fire apply");
+        Note("fire apply");
         if (OnApply)
             OnApply();
     }
 
     // PickerHost
     WindowHandle GetDialogItem(WindowHandle, int id) override {
-        Log.push_back("?item " + std::to_string(id));
+        Note("?item", id);
         for (FakeWindow& window : windows_)
             if (window.Id == id && window.Name != "dialog")
                 return &window;
         return nullptr;
     }
     WindowHandle GetParent(WindowHandle) override { return picker_.DialogWindow; }
-    void EndDialog(WindowHandle dialog, int result) override {
-        Log.push_back("end " + Name(dialog) + " " + std::to_string(result));
-    }
-    bool AttachHook(WindowHandle control, int map) override {
-        Log.push_back("hook " + Name(control) + " " + std::to_string(map));
-        return true;
-    }
+    void EndDialog(WindowHandle dialog, int result) override { Note("end", dialog, result); }
+    bool AttachHook(WindowHandle control, int map) override { return Note("hook", control, map); }
     // With a reference, the client area stands at the window's Bounds corner.
     bool GetClientRectIn(WindowHandle window, WindowHandle reference, Rect& rect) override {
         if (FailGeometry)
@@ -148,24 +141,20 @@ public:
         return true;
     }
     bool GetWindowRectIn(WindowHandle window, WindowHandle, Rect& rect) override {
-        Log.push_back("?rect " + Name(window));
         rect = Window(window).Bounds;
-        return true;
+        return Note("?rect", window);
     }
     void MoveWindow(WindowHandle window, const Rect& rect) override {
-        Log.push_back("move " + Name(window) + " " + std::to_string(rect.left) + "," +
-                      std::to_string(rect.top));
+        Note("move", window, Xy(rect.left, rect.top));
         Window(window).Bounds = rect;
     }
     void ShowWindow(WindowHandle window, bool visible) override {
-        Log.push_back("show " + Name(window) + " " + std::to_string(visible));
+        Note("show", window, visible);
         Window(window).Visible = visible;
     }
-    void EnableWindow(WindowHandle window, bool enabled) override {
-        Log.push_back("enable " + Name(window) + " " + std::to_string(enabled));
-    }
+    void EnableWindow(WindowHandle window, bool on) override { Note("enable", window, on); }
     void SetFocus(WindowHandle window) override {
-        Log.push_back("focus " + Name(window));
+        Note("focus", window);
         WindowHandle old = Focus;
         Focus = window;
         if (RouteFocus && old != window) {
@@ -173,84 +162,65 @@ public:
             FocusChanged(window);
         }
     }
-    bool HasFocus(WindowHandle window) override {
-        Log.push_back("?focus " + Name(window));
-        return window == Focus;
-    }
-    void SetCapture(WindowHandle window) override { Log.push_back("capture " + Name(window)); }
-    void ReleaseCapture() override { Log.push_back("release capture"); }
+    bool HasFocus(WindowHandle w) override { return Note("?focus", w) && w == Focus; }
+    void SetCapture(WindowHandle window) override { Note("capture", window); }
+    void ReleaseCapture() override { Note("release capture"); }
     // Records what the picker holds at the moment of the call: the marker of a plane or strip,
     // the colour of a swatch.
     void InvalidateClient(WindowHandle window) override {
         std::string state;
         if (window == picker_.PlaneWindow)
-            state = " @" + std::to_string(picker_.PlaneMarkerX) + "," +
-                    std::to_string(picker_.PlaneMarkerY);
+            state = "@" + Xy(picker_.PlaneMarkerX, picker_.PlaneMarkerY);
         else if (window == picker_.StripWindow)
-            state = " @" + std::to_string(picker_.StripMarkerPos);
-        else if (window == picker_.NewSwatchWindow)
-            state = " " + Hex(picker_.NewSwatchColor);
-        else if (window == picker_.OldSwatchWindow)
-            state = " " + Hex(picker_.OldSwatchColor);
-        Log.push_back("invalidate " + Name(window) + state);
+            state = "@" + std::to_string(picker_.StripMarkerPos);
+        else if (window == picker_.NewSwatchWindow || window == picker_.OldSwatchWindow)
+            state = Hex(window == picker_.NewSwatchWindow ? picker_.NewSwatchColor
+                                                          : picker_.OldSwatchColor);
+        state.empty() ? Note("invalidate", window) : Note("invalidate", window, state);
     }
-    void UpdateWindow(WindowHandle window) override { Log.push_back("update " + Name(window)); }
+    void UpdateWindow(WindowHandle window) override { Note("update", window); }
     void SetWindowText(WindowHandle window, const wchar_t* text) override {
-        Log.push_back("text " + Name(window) + " " + Narrow(text));
+        Note("text", window, Narrow(text));
         Window(window).Text = text;
         NotifyEdit(window);
     }
     int GetWindowText(WindowHandle window, wchar_t* buffer, int capacity) override {
-        Log.push_back("?text " + Name(window));
+        Note("?text", window);
         const std::wstring& text = Window(window).Text;
         const int length = std::min(static_cast<int>(text.size()), capacity - 1);
         text.copy(buffer, static_cast<std::size_t>(length));
         buffer[length] = L'\0';
         return length;
     }
-    void DrawWindowText(WindowHandle window, int, int, const wchar_t* text) override {
-        Log.push_back("draw text " + Name(window) + " " + Narrow(text));
+    void DrawWindowText(WindowHandle w, int, int, const wchar_t* text) override {
+        Note("draw text", w, Narrow(text));
     }
-    void SetEditReadOnly(WindowHandle edit, bool readOnly) override {
-        Log.push_back("readonly " + Name(edit) + " " + std::to_string(readOnly));
-    }
-    void LimitText(WindowHandle edit, int characters) override {
-        Log.push_back("limit " + Name(edit) + " " + std::to_string(characters));
-    }
+    void SetEditReadOnly(WindowHandle edit, bool on) override { Note("readonly", edit, on); }
+    void LimitText(WindowHandle edit, int characters) override { Note("limit", edit, characters); }
     void GetEditSelection(WindowHandle edit, int& start, int& end) override {
-        Log.push_back("?sel " + Name(edit));
+        Note("?sel", edit);
         start = Window(edit).SelStart;
         end = Window(edit).SelEnd;
     }
+    // The control clips the numbers to its text.
     void SetEditSelection(WindowHandle edit, int start, int end) override {
-        // The control clips the numbers to its text.
         const int length = static_cast<int>(Window(edit).Text.size());
         Window(edit).SelStart = std::min(start, length);
         Window(edit).SelEnd = std::min(end, length);
-        Log.push_back("sel " + Name(edit) + " " + std::to_string(start) + "," +
-                      std::to_string(end));
+        Note("sel", edit, Xy(start, end));
     }
     WindowHandle CreateUpDown(WindowHandle parent, int id, WindowHandle buddy, const Rect& at,
                               int lower, int upper, int position) override {
-        Log.push_back("updown " + std::to_string(id) + " in " + Name(parent) + " for " +
-                      Name(buddy) + " at " + std::to_string(at.left) + "," +
-                      std::to_string(at.top) + " " + std::to_string(at.Width()) + "x" +
-                      std::to_string(at.Height()) + " " + std::to_string(lower) + ".." +
-                      std::to_string(upper) + " " + std::to_string(position));
+        Note("updown", id, "in", parent, "for", buddy, "at", Xy(at.left, at.top),
+             std::to_string(at.Width()) + "x" + std::to_string(at.Height()),
+             std::to_string(lower) + ".." + std::to_string(upper), position);
         return Add("updown", id, Rect{});
     }
-    int TabCount(WindowHandle) override {
-        Log.push_back("?tabs");
-        return Tabs;
-    }
-    bool SelectTab(WindowHandle, int index) override {
-        Log.push_back("select tab " + std::to_string(index));
-        return true;
-    }
+    int TabCount(WindowHandle) override { return Note("?tabs") ? Tabs : 0; }
+    bool SelectTab(WindowHandle, int index) override { return Note("select tab", index); }
     int GetTabSelection(WindowHandle) override { return TabSelection; }
     bool InsertTab(WindowHandle, int index, int, wchar_t*, int) override {
-        Log.push_back("insert tab " + std::to_string(index));
-        return true;
+        return Note("insert tab", index);
     }
     bool GetTabItemRect(WindowHandle, int, Rect& rect) override {
         rect = Rect{0, 0, 24, 24};
@@ -261,7 +231,7 @@ public:
     void SetTabImages(WindowHandle, ImageListHandle) override {}
     void DestroyTabImages(ImageListHandle) override {}
     int AddComboItem(WindowHandle, const wchar_t* text) override {
-        Log.push_back("combo add " + Narrow(text));
+        Note("combo add", Narrow(text));
         ComboItems.push_back(0);
         return static_cast<int>(ComboItems.size()) - 1;
     }
@@ -271,12 +241,11 @@ public:
     std::intptr_t GetComboItemData(WindowHandle, int index) override {
         return ComboItems.at(static_cast<std::size_t>(index));
     }
-    int GetComboSelection(WindowHandle combo) override {
-        Log.push_back("?combo " + Name(combo));
-        return ComboSelection;
+    int GetComboSelection(WindowHandle w) override {
+        return Note("?combo", w) ? ComboSelection : 0;
     }
     void SetComboSelection(WindowHandle, int index) override {
-        Log.push_back("combo select " + std::to_string(index));
+        Note("combo select", index);
         ComboSelection = index;
     }
     // The window colour (5) as a COLORREF, blue first; button face for any other.
@@ -284,7 +253,7 @@ public:
     bool GetBackgroundColor(WindowHandle, ColorRef&) override { return false; }
     std::unique_ptr<SurfaceBuffer> CreateWindowSurface(WindowHandle window, int inset, int& width,
                                                        int& height) override {
-        Log.push_back("surface " + Name(window));
+        Note("surface", window);
         if (FailSurfaces)
             return nullptr;
         const Rect& client = Window(window).Client;
@@ -295,17 +264,24 @@ public:
 
 private:
     FakeWindow* Add(const std::string& name, int id, const Rect& client,
-                    EditKind kind = EditKind::None) {
-        FakeWindow& window = windows_.emplace_back();
-        window.Name = name;
-        window.Id = id;
-        window.Client = client;
-        window.Kind = kind;
-        return &window;
+                    EditKind kind = EditKind::None, const Rect& bounds = Rect{}) {
+        windows_.push_back(FakeWindow{name, id, kind, {}, client, bounds});
+        return &windows_.back();
     }
-    std::string Name(WindowHandle window) {
+    // Logs the words of one call, joined by blanks, and is true for the calls that succeed.
+    template <typename... Words> bool Note(const Words&... words) {
+        std::string entry;
+        ((entry += (entry.empty() ? "" : " ") + Word(words)), ...);
+        Log.push_back(entry);
+        return true;
+    }
+    std::string Word(const std::string& text) { return text; }
+    std::string Word(const char* text) { return text; }
+    std::string Word(int value) { return std::to_string(value); }
+    std::string Word(WindowHandle window) {
         return window ? static_cast<FakeWindow*>(window)->Name : "null";
     }
+    static std::string Xy(int x, int y) { return std::to_string(x) + "," + std::to_string(y); }
     static std::string Hex(std::uint32_t value) {
         char text[16];
         std::snprintf(text, sizeof text, "%06X", value);
@@ -319,7 +295,6 @@ private:
         else if (Window(window).Kind == EditKind::Hex)
             picker_.OnHexFieldChanged(window);
     }
-
     void FocusChanged(WindowHandle window) {
         if (!window)
             return;

@@ -51,20 +51,17 @@ public:
         applied.push_back(axis == ExtentAxis::Cx ? "_cx" : "_cy");
     }
     StreamStatus GetProperty(std::int32_t dispid, PropertyValue& value) override {
-        if (dispid == failingGet) {
+        if (dispid == failingGet)
             return kInvalidArg;
-        }
         value = values_.at(dispid);
         return kStatusOk;
     }
     StreamStatus PutProperty(std::int32_t dispid, const PropertyValue& value) override {
         const PropertyRow& row = Row(dispid);
-        if (dispid == failingPut) {
+        if (dispid == failingPut)
             return putFailure;
-        }
-        if (value.Type() != row.type) {
+        if (value.Type() != row.type)
             return kTypeMismatch;
-        }
         values_[dispid] = value;
         applied.push_back(row.name);
         return kStatusOk;
@@ -161,9 +158,8 @@ Bytes Prefix(const Bytes& bytes, std::size_t size) {
 
 Names FirstNames(PropertyTable table, std::size_t count) {
     Names names;
-    for (std::size_t i = 0; i < count; ++i) {
+    for (std::size_t i = 0; i < count; ++i)
         names.push_back(table[i].name);
-    }
     return names;
 }
 
@@ -203,12 +199,11 @@ PropertyValue T(const std::u16string& text) {
 }
 
 TEST(PropertyStreamValue, EncodesAndDecodesEveryKind) {
-    struct Case {
+    const struct {
         const char* what;
         PropertyValue value;
         Bytes bytes;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"bool true", PropertyValue::Boolean(true), {0x0B, 0, 0xFF, 0xFF}},
         {"bool false", PropertyValue::Boolean(false), {0x0B, 0, 0, 0}},
         {"bool 1 kept", F(kVtBool, 1), {0x0B, 0, 1, 0}},
@@ -235,7 +230,7 @@ TEST(PropertyStreamValue, EncodesAndDecodesEveryKind) {
          {8, 0, 8, 0, 0, 0, 'a', 0, 0, 0, 'b', 0, 0, 0}},
         {"surrogates", T(u"\U0001F600"), {0x08, 0, 6, 0, 0, 0, 0x3D, 0xD8, 0x00, 0xDE, 0, 0}},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         MemoryByteSink sink;
         ASSERT_EQ(WritePropertyValue(sink, c.value), kStatusOk);
@@ -250,13 +245,12 @@ TEST(PropertyStreamValue, EncodesAndDecodesEveryKind) {
 }
 
 TEST(PropertyStreamValue, RefusesMalformedRowsBeforeReadingTheirText) {
-    struct Case {
+    const struct {
         const char* what;
         Bytes bytes;
         std::size_t positionSizeKnown;   // where the refusal leaves the stream
         std::size_t positionSizeUnknown; // the same when the stream can't tell its size
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"odd count 1", {0x08, 0, 1, 0, 0, 0, 0, 0}, 6, 6},
         {"odd count 3", {0x08, 0, 3, 0, 0, 0, 'A', 0, 0, 0}, 6, 6},
         {"count 0xFFFFFFFF", {0x08, 0, 0xFF, 0xFF, 0xFF, 0xFF, 'A', 0, 0, 0}, 6, 6},
@@ -272,7 +266,7 @@ TEST(PropertyStreamValue, RefusesMalformedRowsBeforeReadingTheirText) {
         {"VT_BYREF | VT_I4", {0x03, 0x40, 0, 0, 0, 0}, 2, 2},
         {"VT_ARRAY | VT_UI1", {0x11, 0x20, 0, 0, 0, 0}, 2, 2},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         for (const bool knowsSize : {true, false}) {
             SCOPED_TRACE(std::string(c.what) + (knowsSize ? ", size known" : ", size unknown"));
             ScriptedSource source(c.bytes, knowsSize);
@@ -320,21 +314,19 @@ TEST(PropertyStreamSave, ColorDialogTableGivesTheExactBytes) {
 }
 
 TEST(PropertyStreamLoad, VersionsUpToThisOneLoadAndNewerAreRefused) {
-    struct Case {
+    const struct {
         std::uint32_t version;
         StreamStatus status;
         std::size_t rowsApplied;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {0x300, kStatusOk, 9},   {0x2FF, kStatusOk, 9},        {0, kStatusOk, 9},
         {0x301, kStatusFail, 0}, {0xFFFFFFFF, kStatusFail, 0}, {0x80000000, kStatusFail, 0},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.version);
         Bytes bytes = kColorStream;
-        for (int i = 0; i < 4; ++i) {
+        for (int i = 0; i < 4; ++i)
             bytes[i] = static_cast<std::uint8_t>(c.version >> (8 * i));
-        }
         FakeComponent dialog(kColorDialogPropertyRows);
         MemoryByteSource source(bytes);
         EXPECT_EQ(LoadProperties(source, kColorDialogPropertyRows, dialog), c.status);
@@ -359,12 +351,11 @@ TEST(PropertyStreamLoad, ShortStreamFailsAtTheFirstIncompleteRowAndKeepsTheRowsB
 }
 
 TEST(PropertyStreamLoad, StreamFailureStatusComesBackUnchanged) {
-    struct Case {
+    const struct {
         std::size_t failAt; // offset of the first byte the stream refuses to deliver
         std::size_t rowsApplied;
-    };
-    const Case cases[] = {{0, 0}, {3, 0}, {10, 1}, {12, 2}, {50, 7}, {61, 8}};
-    for (const Case& c : cases) {
+    } cases[] = {{0, 0}, {3, 0}, {10, 1}, {12, 2}, {50, 7}, {61, 8}};
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.failAt);
         FakeComponent dialog(kColorDialogPropertyRows);
         ScriptedSource source(kColorStream, true);
@@ -375,26 +366,24 @@ TEST(PropertyStreamLoad, StreamFailureStatusComesBackUnchanged) {
 }
 
 TEST(PropertyStreamLoad, RefusedPutEndsTheLoad) {
-    struct Case {
+    const struct {
         const char* what;
         const char* failingPut;  // a put that the component refuses, or nullptr
         StreamStatus putFailure; // what it answers
         const char* mistyped;    // a row saved with the wrong type, or nullptr
         std::size_t rowsApplied;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"ActivePage refused", "ActivePage", kInvalidArg, nullptr, 4},
         {"Title too long", "Title", kStringTooLong, nullptr, 7},
         {"last row refused", "ApplyButtonVisible", kStatusFail, nullptr, 8},
         {"Title stored as VT_I4", nullptr, kStatusOk, "Title", 7},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         FakeComponent saved(kColorDialogPropertyRows);
         SetKnownColorValues(saved);
-        if (c.mistyped != nullptr) {
+        if (c.mistyped != nullptr)
             saved.Set(c.mistyped, PropertyValue::Int32(5));
-        }
         MemoryByteSink sink;
         ASSERT_EQ(SaveProperties(sink, kColorDialogPropertyRows, saved), kStatusOk);
 
@@ -410,7 +399,7 @@ TEST(PropertyStreamLoad, RefusedPutEndsTheLoad) {
 }
 
 TEST(PropertyStreamSave, FailureEndsTheSaveAndKeepsTheRowsWritten) {
-    struct Case {
+    const struct {
         const char* what;
         const char* failingGet;
         const char* unstorable; // a row whose get gives a type the stream can't carry
@@ -418,8 +407,7 @@ TEST(PropertyStreamSave, FailureEndsTheSaveAndKeepsTheRowsWritten) {
         bool shortWrites;
         StreamStatus status;
         std::size_t bytesKept;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"get of ActivePage fails", "ActivePage", nullptr, 100, false, kStatusFail, 24},
         {"get of Title fails", "Title", nullptr, 100, false, kStatusFail, 42},
         {"get gives VT_EMPTY", nullptr, "ColorArgb", 100, false, kStatusFail, 18},
@@ -428,13 +416,12 @@ TEST(PropertyStreamSave, FailureEndsTheSaveAndKeepsTheRowsWritten) {
         {"no room for ColorArgb", nullptr, nullptr, 20, false, kMediumFull, 18},
         {"short write", nullptr, nullptr, 20, true, kStatusFail, 20},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         FakeComponent dialog(kColorDialogPropertyRows);
         SetKnownColorValues(dialog);
-        if (c.failingGet != nullptr) {
+        if (c.failingGet != nullptr)
             dialog.failingGet = dialog.Dispid(c.failingGet);
-        }
         if (c.unstorable != nullptr) {
             dialog.Set(c.unstorable, std::string(c.unstorable) == "ColorArgb"
                                          ? PropertyValue()

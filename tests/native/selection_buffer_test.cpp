@@ -17,18 +17,16 @@ std::u16string Wide(const std::string& text) {
 
 std::string Narrow(const char16_t* text, std::size_t length) {
     std::string out;
-    for (std::size_t i = 0; i < length; ++i) {
+    for (std::size_t i = 0; i < length; ++i)
         out += text[i] == 0 ? '0' : static_cast<char>(text[i]);
-    }
     return out;
 }
 
 std::string Narrow(const TextResult& text) {
     EXPECT_NE(text, nullptr);
     std::size_t length = 0;
-    while (text && text[length] != 0) {
+    while (text && text[length] != 0)
         ++length;
-    }
     return text ? Narrow(text.get(), length) : "<null>";
 }
 
@@ -42,26 +40,24 @@ std::vector<char16_t> ListOf(std::initializer_list<const char*> strings) {
         list.push_back(0);
     }
     list.push_back(0);
-    if (strings.size() == 0) {
+    if (strings.size() == 0)
         list.push_back(0);
-    }
     return list;
 }
 
 TEST(SelectionBuffer, ListLength) {
-    struct Case {
+    const struct {
         std::vector<char16_t> list;
         std::int32_t limit;
         std::int32_t expected;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {ListOf({"All", "*.*"}), 100, 7}, {ListOf({}), 100, 0},
         {ListOf({"", "a"}), 100, 2},      {ListOf({"abc"}), 2, 2},
         {ListOf({"abc"}), 3, 3},          {ListOf({"ab"}), 3, 2},
         {ListOf({"abc"}), 0, 0},          {ListOf({"abc"}), -5, 0},
         {ListOf({"a", "", "b"}), 100, 1},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         EXPECT_EQ(GetListLength(c.list.data(), c.limit), c.expected)
             << Narrow(c.list.data(), c.list.size()) << " limit " << c.limit;
     }
@@ -69,12 +65,11 @@ TEST(SelectionBuffer, ListLength) {
 }
 
 TEST(SelectionBuffer, FilterBarRules) {
-    struct Case {
+    const struct {
         const char* text;
         const char* list;
         const char* back;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"All|*.*", "All0*.*00", "All|*.*"},
         {"", "00", ""},
         {"Img|*.jpg;*.png|All|*.*", "Img0*.jpg;*.png0All0*.*00", "Img|*.jpg;*.png|All|*.*"},
@@ -83,7 +78,7 @@ TEST(SelectionBuffer, FilterBarRules) {
         {"|a", "0a00", "|a"},
         {"|", "000", ""},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         const std::u16string text = Wide(c.text);
         std::vector<char16_t> list(kFilterListChars, u'x');
         FilterFromText(text, list.data(), list.size());
@@ -104,12 +99,11 @@ TEST(SelectionBuffer, FilterBarRules) {
 }
 
 TEST(SelectionBuffer, SingleAndMultiSelection) {
-    struct Case {
+    const struct {
         std::vector<char16_t> buffer;
         std::int32_t count;
         const char* names[4]; // for index -1, 0, 1, 2
-    };
-    const Case cases[] = {
+    } cases[] = {
         {ListOf({"C:\\pictures\\a.jpg"}), 1, {"", "C:\\pictures\\a.jpg", "", ""}},
         {ListOf({"C:\\pictures", "a.jpg", "b.jpg"}),
          2,
@@ -119,7 +113,7 @@ TEST(SelectionBuffer, SingleAndMultiSelection) {
         {ListOf({"C:/pics/", "a.jpg"}), 1, {"C:/pics/", "C:/pics/\\a.jpg", "", ""}},
         {ListOf({}), 0, {"", "", "", ""}},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         const auto capacity = static_cast<std::uint32_t>(c.buffer.size() - 1);
         const std::string shown = Narrow(c.buffer.data(), c.buffer.size());
         EXPECT_EQ(GetFileCount(c.buffer.data(), capacity), c.count) << shown;
@@ -142,12 +136,11 @@ bool IsPicturesFolder(const char16_t* path) {
 }
 
 TEST(SelectionBuffer, TitleAndFolder) {
-    struct Case {
+    const struct {
         const char* path;
         const char* title;
         const char* folder;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"C:\\pictures\\a.jpg", "a.jpg", "C:\\pictures\\"},
         {"C:\\pictures", "", "C:\\pictures"},
         {"C:\\new\\notyet.png", "notyet.png", "C:\\new\\"},
@@ -157,7 +150,7 @@ TEST(SelectionBuffer, TitleAndFolder) {
         {"name.jpg", "", ""},
         {"", "", ""},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         const std::u16string path = Wide(c.path);
         EXPECT_EQ(Narrow(GetFileTitle(path.c_str(), IsPicturesFolder)), c.title) << c.path;
         EXPECT_EQ(Narrow(GetFilePath(path.c_str(), IsPicturesFolder)), c.folder) << c.path;
@@ -172,16 +165,15 @@ TEST(SelectionBuffer, BufferGrowth) {
     FileNameBuffer unallocated;
     EXPECT_FALSE(unallocated.GrowFor(10));
 
-    struct Case {
+    const struct {
         std::int64_t needed;
         bool grows;
         std::uint32_t capacity;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {-1, false, 16384},   {16384, false, 16384}, {16385, true, 32768},
         {32768, true, 32768}, {40000, true, 40000},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         FileNameBuffer buffer;
         ASSERT_TRUE(buffer.Allocate());
         EXPECT_EQ(GetFileCount(buffer.Data(), buffer.Capacity()), 0);

@@ -30,37 +30,34 @@ protected:
 };
 
 TEST_F(ControlSurfaceTest, AnswersEveryInterfaceOfItsTableWithOneIdentity) {
-    const IID* const answered[] = {
-        &IID_IColorDialog,
-        &IID_IDispatch,
-        &IID_IViewObjectEx,
-        &IID_IViewObject2,
-        &IID_IViewObject,
-        &IID_IOleInPlaceObjectWindowless,
-        &IID_IOleInPlaceObject,
-        &IID_IOleWindow,
-        &IID_IOleInPlaceActiveObject,
-        &IID_IOleControl,
-        &IID_IOleObject,
-        &IID_IPersistStreamInit,
-        &IID_IPersist,
-        &IID_ISupportErrorInfo,
-        &IID_IConnectionPointContainer,
-        &IID_ISpecifyPropertyPages,
-        &IID_IQuickActivate,
-        &IID_IPersistStorage,
-        &IID_IDataObject,
-        &IID_IProvideClassInfo,
-        &IID_IProvideClassInfo2,
-        &IID_IMarshal,
-    };
     ComPtr<IUnknown> identity;
     ASSERT_EQ(S_OK, object->QueryInterface(IID_IUnknown, identity.PutVoid()));
-    for (std::size_t i = 0; i < std::size(answered); ++i) {
-        SCOPED_TRACE(i);
-        ComPtr<IUnknown> found;
-        ASSERT_EQ(S_OK, object->QueryInterface(*answered[i], found.PutVoid()));
-        ComPtr<IUnknown> back;
+    int row = 0;
+    for (const IID* iid : {&IID_IColorDialog,
+                           &IID_IDispatch,
+                           &IID_IViewObjectEx,
+                           &IID_IViewObject2,
+                           &IID_IViewObject,
+                           &IID_IOleInPlaceObjectWindowless,
+                           &IID_IOleInPlaceObject,
+                           &IID_IOleWindow,
+                           &IID_IOleInPlaceActiveObject,
+                           &IID_IOleControl,
+                           &IID_IOleObject,
+                           &IID_IPersistStreamInit,
+                           &IID_IPersist,
+                           &IID_ISupportErrorInfo,
+                           &IID_IConnectionPointContainer,
+                           &IID_ISpecifyPropertyPages,
+                           &IID_IQuickActivate,
+                           &IID_IPersistStorage,
+                           &IID_IDataObject,
+                           &IID_IProvideClassInfo,
+                           &IID_IProvideClassInfo2,
+                           &IID_IMarshal}) {
+        SCOPED_TRACE(row++);
+        ComPtr<IUnknown> found, back;
+        ASSERT_EQ(S_OK, object->QueryInterface(*iid, found.PutVoid()));
         ASSERT_EQ(S_OK, found->QueryInterface(IID_IUnknown, back.PutVoid()));
         EXPECT_EQ(identity.Get(), back.Get());
     }
@@ -70,9 +67,8 @@ TEST_F(ControlSurfaceTest, AnswersEveryInterfaceOfItsTableWithOneIdentity) {
     object->QueryInterface(IID_IDispatch, dispatch.PutVoid());
     EXPECT_EQ(dual.Get(), dispatch.Get());
 
-    const IID* const refused[] = {&IID_IPersistPropertyBag, &IID_IObjectSafety, &IID_IFileDialog,
-                                  &IID_IClassFactory};
-    for (const IID* iid : refused) {
+    for (const IID* iid :
+         {&IID_IPersistPropertyBag, &IID_IObjectSafety, &IID_IFileDialog, &IID_IClassFactory}) {
         void* out = reinterpret_cast<void*>(1);
         EXPECT_EQ(E_NOINTERFACE, object->QueryInterface(*iid, &out));
         EXPECT_EQ(nullptr, out);
@@ -198,13 +194,11 @@ TEST_F(ControlSurfaceTest, SharedOverridesAnswerAsTheClassSays) {
         POINT point;
         HRESULT result;
         DWORD hit;
-    } hits[] = {
-        {DVASPECT_CONTENT, {10, 10}, S_OK, HITRESULT_HIT},
-        {DVASPECT_CONTENT, {33, 28}, S_OK, HITRESULT_HIT},
-        {DVASPECT_CONTENT, {34, 20}, S_OK, HITRESULT_OUTSIDE},
-        {DVASPECT_CONTENT, {9, 20}, S_OK, HITRESULT_OUTSIDE},
-        {DVASPECT_ICON, {20, 20}, E_FAIL, HITRESULT_OUTSIDE},
-    };
+    } hits[] = {{DVASPECT_CONTENT, {10, 10}, S_OK, HITRESULT_HIT},
+                {DVASPECT_CONTENT, {33, 28}, S_OK, HITRESULT_HIT},
+                {DVASPECT_CONTENT, {34, 20}, S_OK, HITRESULT_OUTSIDE},
+                {DVASPECT_CONTENT, {9, 20}, S_OK, HITRESULT_OUTSIDE},
+                {DVASPECT_ICON, {20, 20}, E_FAIL, HITRESULT_OUTSIDE}};
     for (const auto& h : hits) {
         DWORD hit = 99;
         EXPECT_EQ(h.result, view->QueryHitPoint(h.aspect, &bounds, h.point, 0, &hit));

@@ -98,15 +98,6 @@ inline void Click(HWND dialog, int buttonId) {
                    reinterpret_cast<LPARAM>(::GetDlgItem(dialog, buttonId)));
 }
 
-// A left-button press and release at a point of a control, in dialog client coordinates.
-inline void PressAt(HWND dialog, HWND control, int x, int y, bool release = true) {
-    POINT at = {x, y};
-    ::MapWindowPoints(control, dialog, &at, 1);
-    ::SendMessageW(dialog, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(at.x, at.y));
-    if (release)
-        ::SendMessageW(dialog, WM_LBUTTONUP, 0, MAKELPARAM(at.x, at.y));
-}
-
 // Posts a pointer message to the dialog for a point given in a control's client coordinates,
 // as the system delivers it when the control lets the pointer through to its parent. The point
 // may lie outside the control or the dialog: under capture its coordinates arrive signed.

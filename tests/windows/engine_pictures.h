@@ -7,6 +7,7 @@
 #include <windows.h>
 #include <wincodec.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -22,6 +23,11 @@ inline std::uint32_t TestPixel(int x, int y) {
            static_cast<std::uint32_t>((x + y) * 3 & 0xFF);
 }
 
+// The pattern as a picture without alpha reads back (0x00RRGGBB).
+inline std::uint32_t PatternRgb(int x, int y) {
+    return TestPixel(x, y) & 0x00FFFFFFu;
+}
+
 // The 16-colour palette of the indexed pictures (GIF) and the index of a pixel.
 inline std::uint32_t PaletteColour(int index) {
     return 0xFF000000u | static_cast<std::uint32_t>(index * 17) << 16 |
@@ -31,7 +37,7 @@ inline int PaletteIndex(int x, int y) {
     return (x / 3 + y / 2) % 16;
 }
 
-// A directory of its own under the system's temporary directory, removed with its files.
+// A directory of its own under the system's temporary directory, removed with everything in it.
 class ScratchDirectory {
 public:
     ScratchDirectory() {
@@ -43,23 +49,47 @@ public:
     }
     ScratchDirectory(const ScratchDirectory&) = delete;
     ScratchDirectory& operator=(const ScratchDirectory&) = delete;
-    ~ScratchDirectory() {
+    ~ScratchDirectory() { Remove(path_); }
+    std::wstring File(const std::wstring& name) const { return path_ + L"\\" + name; }
+    const std::wstring& Path() const { return path_; }
+    bool Folder(const std::wstring& name) const {
+        return ::CreateDirectoryW(File(name).c_str(), nullptr) != FALSE;
+    }
+
+private:
+    static void Remove(const std::wstring& directory) {
         WIN32_FIND_DATAW found = {};
-        const HANDLE search = ::FindFirstFileW((path_ + L"\\*").c_str(), &found);
+        const HANDLE search = ::FindFirstFileW((directory + L"\\*").c_str(), &found);
         if (search != INVALID_HANDLE_VALUE) {
             do {
-                ::DeleteFileW((path_ + L"\\" + found.cFileName).c_str());
+                const std::wstring name = found.cFileName, path = directory + L"\\" + name;
+                if (!(found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY))
+                    ::DeleteFileW(path.c_str());
+                else if (name != L"." && name != L"..")
+                    Remove(path);
             } while (::FindNextFileW(search, &found));
             ::FindClose(search);
         }
-        ::RemoveDirectoryW(path_.c_str());
+        ::RemoveDirectoryW(directory.c_str());
     }
-    std::wstring File(const wchar_t* name) const { return path_ + L"\\" + name; }
-    const std::wstring& Path() const { return path_; }
 
-private:
     std::wstring path_;
 };
+
+// The first `limit` bytes of a file (all of it by default).
+inline std::vector<std::uint8_t> ReadBytes(const std::wstring& path, std::size_t limit = SIZE_MAX) {
+    std::vector<std::uint8_t> bytes;
+    const UniqueKernelHandle file(::CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ,
+                                                nullptr, OPEN_EXISTING, 0, nullptr));
+    LARGE_INTEGER size = {};
+    if (!file || file.Get() == INVALID_HANDLE_VALUE || !::GetFileSizeEx(file.Get(), &size))
+        return bytes;
+    bytes.resize(std::min<std::size_t>(limit, static_cast<std::size_t>(size.QuadPart)));
+    DWORD read = 0;
+    ::ReadFile(file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &read, nullptr);
+    bytes.resize(read);
+    return bytes;
+}
 
 inline bool WriteBytes(const std::wstring& path, const std::vector<std::uint8_t>& bytes) {
     const UniqueKernelHandle file(::CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr,
@@ -205,8 +235,8 @@ inline std::vector<std::uint8_t> LzwLiterals(const std::vector<std::uint8_t>& da
     return out;
 }
 
-// A little-endian RGB TIFF of one strip, LZW-compressed (compression 5) or plain (1).
-inline std::vector<std::uint8_t> TiffFile(int width, int height, bool lzw) {
+// A little-endian RGB TIFF of one strip, LZW-compressed.
+inline std::vector<std::uint8_t> LzwTiffFile(int width, int height) {
     std::vector<std::uint8_t> pixels;
     for (int y = 0; y < height; ++y)
         for (int x = 0; x < width; ++x) {
@@ -215,7 +245,7 @@ inline std::vector<std::uint8_t> TiffFile(int width, int height, bool lzw) {
             pixels.push_back(static_cast<std::uint8_t>(pixel >> 8));
             pixels.push_back(static_cast<std::uint8_t>(pixel));
         }
-    const std::vector<std::uint8_t> strip = lzw ? LzwLiterals(pixels) : pixels;
+    const std::vector<std::uint8_t> strip = LzwLiterals(pixels);
     // Layout: the 8-byte header, the strip (padded to an even length), the three
     // bits-per-sample values, the directory.
     const auto samplesAt = static_cast<std::uint32_t>(8 + strip.size() + strip.size() % 2);
@@ -227,7 +257,7 @@ inline std::vector<std::uint8_t> TiffFile(int width, int height, bool lzw) {
         {256, 4, 1, static_cast<std::uint32_t>(width)},
         {257, 4, 1, static_cast<std::uint32_t>(height)},
         {258, 3, 3, samplesAt},
-        {259, 3, 1, lzw ? 5u : 1u},
+        {259, 3, 1, 5},
         {262, 3, 1, 2},
         {273, 4, 1, 8},
         {277, 3, 1, 3},
@@ -339,35 +369,32 @@ struct CorpusPicture {
     long fileFormat;
     unsigned long pixelFormat;
     Expected pixels;
-    bool lzw;
 };
 
 inline const CorpusPicture kCorpus[] = {
-    {L"pattern.jpg", 1, 0x01001800, Expected::Approximate, false},
-    {L"pattern.bmp", 2, 0x01001800, Expected::Pattern, false},
-    {L"pattern.png", 3, 0x01042000, Expected::Pattern, false},
-    {L"pattern.tif", 4, 0x01001800, Expected::Pattern, false},
-    {L"lzw.tif", 4, 0x01001800, Expected::Pattern, true},
-    {L"pattern.pcx", 5, 0x01001800, Expected::Pattern, false},
-    {L"pattern.wbmp", 6, 0x12000100, Expected::BlackWhite, false},
-    {L"pattern.gif", 7, 0x00010800, Expected::Palette, true},
-    {L"pattern.psd", 8, 0x01001800, Expected::Pattern, false},
+    {L"pattern.jpg", 1, 0x01001800, Expected::Approximate},
+    {L"pattern.bmp", 2, 0x01001800, Expected::Pattern},
+    {L"pattern.png", 3, 0x01042000, Expected::Pattern},
+    {L"pattern.tif", 4, 0x01001800, Expected::Pattern},
+    {L"lzw.tif", 4, 0x01001800, Expected::Pattern},
+    {L"pattern.pcx", 5, 0x01001800, Expected::Pattern},
+    {L"pattern.wbmp", 6, 0x12000100, Expected::BlackWhite},
+    {L"pattern.gif", 7, 0x00010800, Expected::Palette},
+    {L"pattern.psd", 8, 0x01001800, Expected::Pattern},
 };
 
 // Writes every picture of kCorpus into `directory`; false when one could not be made.
 inline bool WriteCorpus(const ScratchDirectory& directory) {
-    const int w = kCorpusWidth;
-    const int h = kCorpusHeight;
-    return SUCCEEDED(
-               WriteWicPicture(directory.File(L"pattern.jpg"), GUID_ContainerFormatJpeg, w, h)) &&
-           SUCCEEDED(
-               WriteWicPicture(directory.File(L"pattern.bmp"), GUID_ContainerFormatBmp, w, h)) &&
-           SUCCEEDED(
-               WriteWicPicture(directory.File(L"pattern.png"), GUID_ContainerFormatPng, w, h)) &&
-           SUCCEEDED(
-               WriteWicPicture(directory.File(L"pattern.tif"), GUID_ContainerFormatTiff, w, h)) &&
+    const int w = kCorpusWidth, h = kCorpusHeight;
+    const auto wic = [&](const wchar_t* name, REFGUID container) {
+        return SUCCEEDED(WriteWicPicture(directory.File(name), container, w, h));
+    };
+    return wic(L"pattern.jpg", GUID_ContainerFormatJpeg) &&
+           wic(L"pattern.bmp", GUID_ContainerFormatBmp) &&
+           wic(L"pattern.png", GUID_ContainerFormatPng) &&
+           wic(L"pattern.tif", GUID_ContainerFormatTiff) &&
            SUCCEEDED(WriteGif(directory.File(L"pattern.gif"), w, h)) &&
-           WriteBytes(directory.File(L"lzw.tif"), TiffFile(w, h, true)) &&
+           WriteBytes(directory.File(L"lzw.tif"), LzwTiffFile(w, h)) &&
            WriteBytes(directory.File(L"pattern.pcx"), PcxFile(w, h)) &&
            WriteBytes(directory.File(L"pattern.wbmp"), WbmpFile(w, h)) &&
            WriteBytes(directory.File(L"pattern.psd"), PsdFile(w, h));

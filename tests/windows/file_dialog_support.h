@@ -6,11 +6,14 @@
 #include <windows.h>
 #include <ole2.h>
 #include <ocidl.h>
+#include <commctrl.h>
 #include <dlgs.h>
 
 #include <algorithm>
+#include <functional>
 #include <initializer_list>
 #include <string>
+#include <utility>
 
 #include "components/file_dialog.h"
 #include "imaging_engine.h"
@@ -100,43 +103,25 @@ private:
         return status;
     }
     FakeEngineState& state_;
-    ULONG references_ = 1;
 };
 
-class FakeEngineBitmap final : public IEngineBitmap,
+class FakeEngineBitmap final : public TestEngineObject<IEngineBitmap>,
                                public IConnectionPointContainer,
                                public IConnectionPoint {
 public:
     static constexpr DWORD kCookie = 77;
 
-    explicit FakeEngineBitmap(FakeEngineState& state) : state_(state) {}
+    explicit FakeEngineBitmap(FakeEngineState& state)
+        : TestEngineObject(IID_IEngineBitmap), state_(state) {}
     STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
-        *out = nullptr;
-        if (iid == IID_IUnknown || iid == IID_IDispatch || iid == IID_IEngineBitmap)
-            *out = static_cast<IEngineBitmap*>(this);
-        else if (iid == IID_IConnectionPointContainer && state_.connectable)
-            *out = static_cast<IConnectionPointContainer*>(this);
-        if (!*out)
-            return E_NOINTERFACE;
+        if (iid != IID_IConnectionPointContainer || !state_.connectable)
+            return TestEngineObject::QueryInterface(iid, out);
+        *out = static_cast<IConnectionPointContainer*>(this);
         AddRef();
         return S_OK;
     }
-    STDMETHODIMP_(ULONG) AddRef() override { return ++references_; }
-    STDMETHODIMP_(ULONG) Release() override {
-        const ULONG left = --references_;
-        if (left == 0)
-            delete this;
-        return left;
-    }
-    STDMETHODIMP GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
-    STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
-    STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
-        return E_NOTIMPL;
-    }
-    STDMETHODIMP Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
-                        UINT*) override {
-        return E_NOTIMPL;
-    }
+    STDMETHODIMP_(ULONG) AddRef() override { return TestEngineObject::AddRef(); }
+    STDMETHODIMP_(ULONG) Release() override { return TestEngineObject::Release(); }
 
     // IEngineBitmap: what the component calls is answered from the state.
     STDMETHODIMP Load(BSTR) override { return E_NOTIMPL; }
@@ -223,32 +208,53 @@ public:
     STDMETHODIMP get_PixelFormat(ULONG*) override { return E_NOTIMPL; }
     STDMETHODIMP get_FileFormat(LONG*) override { return E_NOTIMPL; }
     STDMETHODIMP Close() override { return S_OK; }
-
-private:
-    ULONG references_ = 1;
 };
 
-// The engine's two classes as this process sees them while the object lives: class objects
-// registered in the test's apartment, which CoCreateInstance asks before the registry. With
-// `present` false both classes refuse creation as an engine that is not installed would.
+// A class object registered in this apartment while it lives, which CoCreateInstance asks before
+// the registry; `make` answers an object with one reference, or the status of a refusal.
+class RegisteredClass final : public IClassFactory {
+public:
+    using Make = std::function<HRESULT(IUnknown** made)>;
+    RegisteredClass(REFCLSID clsid, Make make) : make_(std::move(make)) {
+        ::CoRegisterClassObject(clsid, this, CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &cookie_);
+    }
+    ~RegisteredClass() { ::CoRevokeClassObject(cookie_); }
+    RegisteredClass(const RegisteredClass&) = delete;
+    RegisteredClass& operator=(const RegisteredClass&) = delete;
+
+    STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
+        *out = iid == IID_IUnknown || iid == IID_IClassFactory ? this : nullptr;
+        return *out ? S_OK : E_NOINTERFACE;
+    }
+    STDMETHODIMP_(ULONG) AddRef() override { return 2; }
+    STDMETHODIMP_(ULONG) Release() override { return 1; }
+    STDMETHODIMP CreateInstance(IUnknown* outer, REFIID iid, void** out) override {
+        *out = nullptr;
+        if (outer)
+            return CLASS_E_NOAGGREGATION;
+        IUnknown* made = nullptr;
+        HRESULT status = make_(&made);
+        if (FAILED(status))
+            return status;
+        status = made->QueryInterface(iid, out);
+        made->Release();
+        return status;
+    }
+    STDMETHODIMP LockServer(BOOL) override { return S_OK; }
+
+private:
+    Make make_;
+    DWORD cookie_ = 0;
+};
+
+// The engine's two classes as this process sees them while the object lives. With `present`
+// false both classes refuse creation as an engine that is not installed would.
 class FakeEngine {
 public:
     explicit FakeEngine(bool present = true) {
-        if (!present) {
-            state.bitmapCreation = REGDB_E_CLASSNOTREG;
-            state.metaReaderCreation = REGDB_E_CLASSNOTREG;
-        }
-        ::CoRegisterClassObject(CLSID_EngineBitmap, &bitmapFactory_, CLSCTX_INPROC_SERVER,
-                                REGCLS_MULTIPLEUSE, &bitmapCookie_);
-        ::CoRegisterClassObject(CLSID_EngineMetaReader, &metaReaderFactory_, CLSCTX_INPROC_SERVER,
-                                REGCLS_MULTIPLEUSE, &metaReaderCookie_);
+        if (!present)
+            state.bitmapCreation = state.metaReaderCreation = REGDB_E_CLASSNOTREG;
     }
-    ~FakeEngine() {
-        ::CoRevokeClassObject(bitmapCookie_);
-        ::CoRevokeClassObject(metaReaderCookie_);
-    }
-    FakeEngine(const FakeEngine&) = delete;
-    FakeEngine& operator=(const FakeEngine&) = delete;
 
     // Raises an event of EngineBitmap on the subscribed sink; arguments in call order.
     HRESULT Fire(DISPID dispid, std::initializer_list<LONG> arguments = {}) {
@@ -256,11 +262,10 @@ public:
             return E_UNEXPECTED;
         VARIANT values[4];
         UINT count = 0;
-        for (auto it = arguments.end(); it != arguments.begin() && count < 4;) {
+        for (auto it = arguments.end(); it != arguments.begin() && count < 4; ++count) {
             --it;
             V_VT(&values[count]) = VT_I4;
             V_I4(&values[count]) = *it;
-            ++count;
         }
         DISPPARAMS parameters = {values, nullptr, count, 0};
         return state.sink->Invoke(dispid, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD,
@@ -270,48 +275,21 @@ public:
     FakeEngineState state;
 
 private:
-    class Factory final : public IClassFactory {
-    public:
-        Factory(FakeEngineState& state, bool bitmap) : state_(state), bitmap_(bitmap) {}
-        STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
-            *out = nullptr;
-            if (iid != IID_IUnknown && iid != IID_IClassFactory)
-                return E_NOINTERFACE;
-            *out = static_cast<IClassFactory*>(this);
-            return S_OK;
-        }
-        STDMETHODIMP_(ULONG) AddRef() override { return 2; }
-        STDMETHODIMP_(ULONG) Release() override { return 1; }
-        STDMETHODIMP CreateInstance(IUnknown* outer, REFIID iid, void** out) override {
-            *out = nullptr;
-            if (outer)
-                return CLASS_E_NOAGGREGATION;
-            const HRESULT refusal = bitmap_ ? state_.bitmapCreation : state_.metaReaderCreation;
-            if (FAILED(refusal))
-                return refusal;
-            IUnknown* made = nullptr;
-            if (bitmap_) {
-                made = static_cast<IEngineBitmap*>(new FakeEngineBitmap(state_));
-                ++state_.bitmapsMade;
-            } else {
-                made = new FakeMetaReader();
-                ++state_.metaReadersMade;
-            }
-            const HRESULT status = made->QueryInterface(iid, out);
-            made->Release();
-            return status;
-        }
-        STDMETHODIMP LockServer(BOOL) override { return S_OK; }
-
-    private:
-        FakeEngineState& state_;
-        bool bitmap_;
-    };
-
-    Factory bitmapFactory_{state, true};
-    Factory metaReaderFactory_{state, false};
-    DWORD bitmapCookie_ = 0;
-    DWORD metaReaderCookie_ = 0;
+    RegisteredClass bitmapClass_{CLSID_EngineBitmap, [this](IUnknown** made) {
+                                     if (FAILED(state.bitmapCreation))
+                                         return state.bitmapCreation;
+                                     *made =
+                                         static_cast<IEngineBitmap*>(new FakeEngineBitmap(state));
+                                     ++state.bitmapsMade;
+                                     return S_OK;
+                                 }};
+    RegisteredClass metaReaderClass_{CLSID_EngineMetaReader, [this](IUnknown** made) {
+                                         if (FAILED(state.metaReaderCreation))
+                                             return state.metaReaderCreation;
+                                         *made = new FakeMetaReader();
+                                         ++state.metaReadersMade;
+                                         return S_OK;
+                                     }};
 };
 
 // ---- The container --------------------------------------------------------------------------
@@ -414,7 +392,6 @@ public:
     static const OPENFILENAMEW& Request(IFileDialog* object) { return Of(object).OpenFileName; }
     static LONG DialogMode(IFileDialog* object) { return Of(object).DialogMode; }
     static void SetDialogOpen(IFileDialog* object, LONG open) { Of(object).DialogOpen.store(open); }
-    static void SetDialogMode(IFileDialog* object, LONG mode) { Of(object).DialogMode = mode; }
     static const char16_t* Buffer(IFileDialog* object) { return Of(object).FileNameBuffer.Data(); }
     static DWORD EngineCookie(IFileDialog* object) { return Of(object).EngineEventCookie; }
     static HANDLE LoadSemaphore(IFileDialog* object) { return Of(object).LoadSemaphore.load(); }
@@ -445,6 +422,32 @@ public:
     };
 };
 
+// A sink advised on the component's _IFileDialogEvents for the connection's life.
+class EventConnection {
+public:
+    EventConnection(IUnknown* object, testing::RecordingSink& sink) {
+        sink.eventIid = DIID__IFileDialogEvents;
+        ComPtr<IConnectionPointContainer> container;
+        if (SUCCEEDED(object->QueryInterface(IID_IConnectionPointContainer, container.PutVoid())))
+            container->FindConnectionPoint(DIID__IFileDialogEvents, point_.Put());
+        advised_ = point_ && point_->Advise(&sink, &cookie_) == S_OK;
+    }
+    ~EventConnection() {
+        if (advised_)
+            point_->Unadvise(cookie_);
+    }
+    EventConnection(const EventConnection&) = delete;
+    EventConnection& operator=(const EventConnection&) = delete;
+    bool Advised() const { return advised_; }
+
+private:
+    ComPtr<IConnectionPoint> point_;
+    DWORD cookie_ = 0;
+    bool advised_ = false;
+};
+
+// ---- The system's own dialog -----------------------------------------------------------------
+
 // The system's open or save dialog of this thread once it is up (with or without the pane).
 inline BOOL CALLBACK FindSystemFileDialog(HWND window, LPARAM result) {
     wchar_t name[16] = {};
@@ -460,6 +463,48 @@ inline HWND SystemFileDialog() {
     ::EnumThreadWindows(::GetCurrentThreadId(), &FindSystemFileDialog,
                         reinterpret_cast<LPARAM>(&found));
     return found;
+}
+
+inline HWND SystemFileList(HWND dialog) {
+    return ::FindWindowExW(::GetDlgItem(dialog, lst2), nullptr, WC_LISTVIEWW, nullptr);
+}
+
+// Selects an item of the system dialog's list as a click (or a ctrl-click) would; the system sends
+// CDN_SELCHANGE before this returns. Index -1 stands for every item; the focus goes along only
+// with a single one.
+inline void SetListSelection(HWND list, int index, bool selected) {
+    LVITEMW item = {};
+    item.stateMask = index < 0 ? LVIS_SELECTED : LVIS_SELECTED | LVIS_FOCUSED;
+    item.state = selected ? item.stateMask : 0;
+    ::SendMessageW(list, LVM_SETITEMSTATE, static_cast<WPARAM>(index),
+                   reinterpret_cast<LPARAM>(&item));
+}
+
+// Selects the named files alone. The list shows names with or without their extensions, by the
+// user's settings. False when a name is not in the list.
+inline bool SelectInSystemDialog(HWND dialog, std::initializer_list<std::wstring> names) {
+    const HWND list = SystemFileList(dialog);
+    if (!list)
+        return false;
+    SetListSelection(list, -1, false);
+    const int count = static_cast<int>(::SendMessageW(list, LVM_GETITEMCOUNT, 0, 0));
+    for (const std::wstring& name : names) {
+        const std::wstring stem = name.substr(0, name.find_last_of(L'.'));
+        int index = 0;
+        for (; index < count; ++index) {
+            wchar_t text[MAX_PATH] = {};
+            LVITEMW item = {};
+            item.pszText = text;
+            item.cchTextMax = MAX_PATH;
+            ::SendMessageW(list, LVM_GETITEMTEXTW, index, reinterpret_cast<LPARAM>(&item));
+            if (name == text || (stem != name && stem == text))
+                break;
+        }
+        if (index == count)
+            return false;
+        SetListSelection(list, index, true);
+    }
+    return true;
 }
 
 } // namespace orrelux

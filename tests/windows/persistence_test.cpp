@@ -3,7 +3,6 @@
 // so these tests need the registered type library (the ctest fixture registers the server).
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -46,13 +45,6 @@ void Put16(Bytes& out, std::uint16_t value) {
     out.push_back(static_cast<std::uint8_t>(value));
     out.push_back(static_cast<std::uint8_t>(value >> 8));
 }
-void PutText(Bytes& out, const std::wstring& text) {
-    Put16(out, VT_BSTR);
-    Put32(out, static_cast<std::uint32_t>((text.size() + 1) * 2));
-    for (wchar_t c : text)
-        Put16(out, static_cast<std::uint16_t>(c));
-    Put16(out, 0);
-}
 
 struct Properties {
     std::uint32_t cx, cy;
@@ -62,6 +54,15 @@ struct Properties {
     std::wstring title; // in the stream with its terminator
     bool apply;
 };
+
+// All of them in one line, for comparisons that show every difference.
+std::wstring Describe(const Properties& p) {
+    return std::to_wstring(p.cx) + L"x" + std::to_wstring(p.cy) + L" colorref " +
+           std::to_wstring(p.colorref) + L" argb " + std::to_wstring(p.argb) + L" page " +
+           std::to_wstring(p.page) + L" cell " + std::to_wstring(p.paletteColorIndex) +
+           L" palette " + std::to_wstring(p.paletteIndex) + L" title '" + p.title + L"' apply " +
+           std::to_wstring(p.apply);
+}
 
 Bytes Encode(const Properties& p, std::uint16_t colorrefType = VT_UI4,
              std::uint32_t version = 0x300) {
@@ -76,62 +77,72 @@ Bytes Encode(const Properties& p, std::uint16_t colorrefType = VT_UI4,
         Put16(out, VT_I4);
         Put32(out, static_cast<std::uint32_t>(value));
     }
-    PutText(out, p.title);
+    Put16(out, VT_BSTR);
+    Put32(out, static_cast<std::uint32_t>((p.title.size() + 1) * 2));
+    for (wchar_t c : p.title)
+        Put16(out, static_cast<std::uint16_t>(c));
+    Put16(out, 0);
     Put16(out, VT_BOOL);
     Put16(out, p.apply ? 0xFFFF : 0);
     return out;
+}
+
+Properties Read(IColorDialog* object) {
+    Properties p = {};
+    ComPtr<IViewObject2> view;
+    object->QueryInterface(IID_IViewObject2, view.PutVoid());
+    SIZEL extent = {};
+    view->GetExtent(DVASPECT_CONTENT, -1, nullptr, &extent);
+    p.cx = static_cast<std::uint32_t>(extent.cx);
+    p.cy = static_cast<std::uint32_t>(extent.cy);
+    LONG argb = 0, paletteColorIndex = 0, paletteIndex = 0;
+    OLE_COLOR colorref = 0;
+    ColorDialogPage page = ColorDialogPageHSBBrightness;
+    BSTR title = nullptr;
+    VARIANT_BOOL apply = VARIANT_FALSE;
+    object->get_ColorColorref(&colorref);
+    object->get_ColorArgb(&argb);
+    object->get_ActivePage(&page);
+    object->get_PaletteColorIndex(&paletteColorIndex);
+    object->get_PaletteIndex(&paletteIndex);
+    object->get_Title(&title);
+    object->get_ApplyButtonVisible(&apply);
+    p.colorref = colorref;
+    p.argb = static_cast<std::uint32_t>(argb);
+    p.page = page;
+    p.paletteColorIndex = paletteColorIndex;
+    p.paletteIndex = paletteIndex;
+    p.title = testing::TakeBstr(title);
+    p.apply = apply != VARIANT_FALSE;
+    return p;
+}
+
+// Loads the bytes into a new object; the load's result and what the object reads afterwards.
+std::pair<HRESULT, Properties> LoadFresh(const Bytes& bytes) {
+    auto fresh = CreateLinkedObject<IColorDialog>(CLSID_ColorDialog);
+    ComPtr<IPersistStreamInit> loader;
+    EXPECT_EQ(S_OK, fresh.As(loader));
+    const HRESULT loaded = loader->Load(StreamOf(bytes).Get());
+    EXPECT_TRUE(FAILED(loaded) || loader->IsDirty() == S_FALSE) << "a loaded object is clean";
+    return {loaded, Read(fresh.Get())};
 }
 
 class PersistenceTest : public ::testing::Test {
 protected:
     void SetUp() override {
         ASSERT_TRUE(dialog);
-        ASSERT_EQ(S_OK, dialog.As(persist));
         ComPtr<IOleObject> ole;
         ASSERT_EQ(S_OK, dialog.As(ole));
         ole->GetExtent(DVASPECT_CONTENT, &natural);
+        ASSERT_EQ(S_OK, dialog->put_ColorArgb(0x00336699));
+        ASSERT_EQ(S_OK, dialog->put_ActivePage(ColorDialogPageCMY3DSubtractive));
+        ASSERT_EQ(S_OK, dialog->put_PaletteColorIndex(17));
+        ASSERT_EQ(S_OK, dialog->put_PaletteIndex(2));
+        ASSERT_EQ(S_OK, dialog->put_Title(UniqueBstr(L"Pick a colour").Get()));
+        ASSERT_EQ(S_OK, dialog->put_ApplyButtonVisible(VARIANT_FALSE));
     }
 
-    Properties Read(IColorDialog* object) {
-        Properties p = {};
-        ComPtr<IViewObject2> view;
-        object->QueryInterface(IID_IViewObject2, view.PutVoid());
-        SIZEL extent = {};
-        view->GetExtent(DVASPECT_CONTENT, -1, nullptr, &extent);
-        p.cx = static_cast<std::uint32_t>(extent.cx);
-        p.cy = static_cast<std::uint32_t>(extent.cy);
-        LONG argb = 0, paletteColorIndex = 0, paletteIndex = 0;
-        OLE_COLOR colorref = 0;
-        ColorDialogPage page = ColorDialogPageHSBBrightness;
-        BSTR title = nullptr;
-        VARIANT_BOOL apply = VARIANT_FALSE;
-        object->get_ColorColorref(&colorref);
-        object->get_ColorArgb(&argb);
-        object->get_ActivePage(&page);
-        object->get_PaletteColorIndex(&paletteColorIndex);
-        object->get_PaletteIndex(&paletteIndex);
-        object->get_Title(&title);
-        object->get_ApplyButtonVisible(&apply);
-        p.colorref = colorref;
-        p.argb = static_cast<std::uint32_t>(argb);
-        p.page = page;
-        p.paletteColorIndex = paletteColorIndex;
-        p.paletteIndex = paletteIndex;
-        p.title = testing::TakeBstr(title);
-        p.apply = apply != VARIANT_FALSE;
-        return p;
-    }
-
-    void Customize(IColorDialog* object) {
-        ASSERT_EQ(S_OK, object->put_ColorArgb(0x00336699));
-        ASSERT_EQ(S_OK, object->put_ActivePage(ColorDialogPageCMY3DSubtractive));
-        ASSERT_EQ(S_OK, object->put_PaletteColorIndex(17));
-        ASSERT_EQ(S_OK, object->put_PaletteIndex(2));
-        UniqueBstr title(L"Pick a colour");
-        ASSERT_EQ(S_OK, object->put_Title(title.Get()));
-        ASSERT_EQ(S_OK, object->put_ApplyButtonVisible(VARIANT_FALSE));
-    }
-
+    // What the properties SetUp wrote read back as.
     Properties Customized() const {
         return {static_cast<std::uint32_t>(natural.cx),
                 static_cast<std::uint32_t>(natural.cy),
@@ -144,51 +155,29 @@ protected:
                 false};
     }
 
+    Bytes Saved() {
+        ComPtr<IPersistStreamInit> persist;
+        ComPtr<IStream> stream;
+        EXPECT_EQ(S_OK, dialog.As(persist));
+        EXPECT_EQ(S_OK, ::CreateStreamOnHGlobal(nullptr, TRUE, stream.Put()));
+        EXPECT_EQ(S_OK, persist->Save(stream.Get(), TRUE));
+        return StreamBytes(stream.Get());
+    }
+
     ComPtr<IColorDialog> dialog = CreateLinkedObject<IColorDialog>(CLSID_ColorDialog);
-    ComPtr<IPersistStreamInit> persist;
     SIZEL natural = {};
 };
 
-void ExpectSame(const Properties& expected, const Properties& actual) {
-    EXPECT_EQ(expected.cx, actual.cx);
-    EXPECT_EQ(expected.cy, actual.cy);
-    EXPECT_EQ(expected.colorref, actual.colorref);
-    EXPECT_EQ(expected.argb, actual.argb);
-    EXPECT_EQ(expected.page, actual.page);
-    EXPECT_EQ(expected.paletteColorIndex, actual.paletteColorIndex);
-    EXPECT_EQ(expected.paletteIndex, actual.paletteIndex);
-    EXPECT_EQ(expected.title, actual.title);
-    EXPECT_EQ(expected.apply, actual.apply);
-}
-
-TEST_F(PersistenceTest, SavesTheRowsOfThePropertyTableInOrder) {
-    Customize(dialog.Get());
-    ComPtr<IStream> stream;
-    ASSERT_EQ(S_OK, ::CreateStreamOnHGlobal(nullptr, TRUE, stream.Put()));
-    ASSERT_EQ(S_OK, persist->Save(stream.Get(), TRUE));
-    // ColorColorref is an OLE_COLOR, which the type library makes an unsigned 32-bit value.
-    EXPECT_EQ(Encode(Customized()), StreamBytes(stream.Get()));
-}
-
-TEST_F(PersistenceTest, StreamRoundTripRestoresEveryProperty) {
-    Customize(dialog.Get());
-    ComPtr<IStream> stream;
-    ASSERT_EQ(S_OK, ::CreateStreamOnHGlobal(nullptr, TRUE, stream.Put()));
-    ASSERT_EQ(S_OK, persist->Save(stream.Get(), TRUE));
-
-    auto copy = CreateLinkedObject<IColorDialog>(CLSID_ColorDialog);
-    ComPtr<IPersistStreamInit> loader;
-    ASSERT_EQ(S_OK, copy.As(loader));
-    ASSERT_EQ(S_OK, loader->InitNew());
-    LARGE_INTEGER zero = {};
-    stream->Seek(zero, STREAM_SEEK_SET, nullptr);
-    ASSERT_EQ(S_OK, loader->Load(stream.Get()));
-    ExpectSame(Customized(), Read(copy.Get()));
-    EXPECT_EQ(S_FALSE, loader->IsDirty());
+// ColorColorref is an OLE_COLOR, which the type library makes an unsigned 32-bit value.
+TEST_F(PersistenceTest, StreamHoldsThePropertyRowsInOrderAndLoadsThemBack) {
+    const Bytes saved = Saved();
+    EXPECT_EQ(Encode(Customized()), saved);
+    const auto [loaded, after] = LoadFresh(saved);
+    EXPECT_EQ(S_OK, loaded);
+    EXPECT_EQ(Describe(Customized()), Describe(after));
 }
 
 TEST_F(PersistenceTest, StorageKeepsTheSameBytesInItsContentsStream) {
-    Customize(dialog.Get());
     ComPtr<ILockBytes> bytes;
     ComPtr<IStorage> storage;
     ASSERT_EQ(S_OK, ::CreateILockBytesOnHGlobal(nullptr, TRUE, bytes.Put()));
@@ -210,63 +199,52 @@ TEST_F(PersistenceTest, StorageKeepsTheSameBytesInItsContentsStream) {
     ComPtr<IPersistStorage> loader;
     ASSERT_EQ(S_OK, copy.As(loader));
     ASSERT_EQ(S_OK, loader->Load(storage.Get()));
-    ExpectSame(Customized(), Read(copy.Get()));
+    EXPECT_EQ(Describe(Customized()), Describe(Read(copy.Get())));
 }
 
 TEST_F(PersistenceTest, StreamEdgeCases) {
-    Properties base = Customized();
-    Properties wideExtent = base;
+    const Properties base = Customized();
+    Properties wideExtent = base, argbWins = base, emptyTitle = base, tooLong = base;
     wideExtent.cx = 1000;
-    Properties argbWins = base;
     argbWins.colorref = 0x000000FF; // red, then ColorArgb says blue-green
-    Properties emptyTitle = base;
     emptyTitle.title = L"";
+    tooLong.title = std::wstring(261, L'z');
+    Bytes shortStream = Encode(base);
+    shortStream.resize(shortStream.size() - 2 - 4 - 10); // cut inside the Title row
+    // A load that stops at Title keeps the rows before it; the rest keep their defaults.
+    Properties stoppedAtTitle = base;
+    stoppedAtTitle.title = L"Colors";
+    stoppedAtTitle.apply = true;
+    const Properties untouched = Read(CreateLinkedObject<IColorDialog>(CLSID_ColorDialog).Get());
 
-    struct Case {
+    const struct {
         const char* name;
         Bytes stream;
         HRESULT result;
         Properties after; // what the object reads afterwards
-    };
-    const Properties untouched = Read(dialog.Get());
-    Properties argbWinsAfter = base; // ColorArgb, loaded last, decides the colour
-    Bytes shortStream = Encode(base);
-    shortStream.resize(shortStream.size() - 2 - 4 - 10); // cut inside the Title row
-    Properties shortAfter = untouched;                   // rows before Title stay applied
-    shortAfter.colorref = base.colorref;
-    shortAfter.argb = base.argb;
-    shortAfter.page = base.page;
-    shortAfter.paletteColorIndex = base.paletteColorIndex;
-    shortAfter.paletteIndex = base.paletteIndex;
-
-    const Case cases[] = {
-        {"version 0x300 loads", Encode(base), S_OK, base},
+    } cases[] = {
         {"older version loads as this one", Encode(base, VT_UI4, 0x200), S_OK, base},
         {"version 0x301 is refused before any row", Encode(base, VT_UI4, 0x301), E_FAIL, untouched},
         {"a _cx of 1000 loads", Encode(wideExtent), S_OK, wideExtent},
-        {"ColorArgb comes after ColorColorref and wins", Encode(argbWins, VT_I4), S_OK,
-         argbWinsAfter},
+        // ColorArgb, loaded last, decides the colour.
+        {"ColorArgb comes after ColorColorref and wins", Encode(argbWins, VT_I4), S_OK, base},
         {"an empty title", Encode(emptyTitle), S_OK, emptyTitle},
-        {"a short stream stops at the first row it cannot read", shortStream, E_FAIL, shortAfter},
+        {"a short stream stops at the first row it cannot read", shortStream, E_FAIL,
+         stoppedAtTitle},
+        {"a title refused by its put ends the load", Encode(tooLong), E_FAIL, stoppedAtTitle},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        auto fresh = CreateLinkedObject<IColorDialog>(CLSID_ColorDialog);
-        ComPtr<IPersistStreamInit> loader;
-        ASSERT_EQ(S_OK, fresh.As(loader));
-        EXPECT_EQ(c.result, loader->Load(StreamOf(c.stream).Get()));
-        ExpectSame(c.after, Read(fresh.Get()));
+        const auto [loaded, after] = LoadFresh(c.stream);
+        EXPECT_EQ(c.result, loaded);
+        EXPECT_EQ(Describe(c.after), Describe(after));
     }
 }
 
 TEST_F(PersistenceTest, TextByteCountsTellEmptyFromNull) {
     // An empty title is saved with the count 2 and one terminator.
-    UniqueBstr empty(L"");
-    ASSERT_EQ(S_OK, dialog->put_Title(empty.Get()));
-    ComPtr<IStream> stream;
-    ASSERT_EQ(S_OK, ::CreateStreamOnHGlobal(nullptr, TRUE, stream.Put()));
-    ASSERT_EQ(S_OK, persist->Save(stream.Get(), TRUE));
-    const Bytes saved = StreamBytes(stream.Get());
+    ASSERT_EQ(S_OK, dialog->put_Title(UniqueBstr(L"").Get()));
+    const Bytes saved = Saved();
     const std::size_t titleRow = 4 + 8 + 6 * 5; // version, extent, five 4-byte typed rows
     ASSERT_GT(saved.size(), titleRow + 8);
     const Bytes emptyRow(saved.begin() + titleRow, saved.begin() + titleRow + 8);
@@ -278,28 +256,9 @@ TEST_F(PersistenceTest, TextByteCountsTellEmptyFromNull) {
     Put32(nullTitle, 0);
     Put16(nullTitle, VT_BOOL);
     Put16(nullTitle, 0xFFFF);
-    auto fresh = CreateLinkedObject<IColorDialog>(CLSID_ColorDialog);
-    UniqueBstr before(L"before");
-    fresh->put_Title(before.Get());
-    ComPtr<IPersistStreamInit> loader;
-    ASSERT_EQ(S_OK, fresh.As(loader));
-    EXPECT_EQ(S_OK, loader->Load(StreamOf(nullTitle).Get()));
-    BSTR title = nullptr;
-    fresh->get_Title(&title);
-    EXPECT_EQ(L"", testing::TakeBstr(title));
-}
-
-TEST_F(PersistenceTest, ATitleRefusedByItsPutEndsTheLoad) {
-    Properties tooLong = Customized();
-    tooLong.title = std::wstring(261, L'z');
-    auto fresh = CreateLinkedObject<IColorDialog>(CLSID_ColorDialog);
-    ComPtr<IPersistStreamInit> loader;
-    ASSERT_EQ(S_OK, fresh.As(loader));
-    EXPECT_EQ(E_FAIL, loader->Load(StreamOf(Encode(tooLong)).Get()));
-    const Properties after = Read(fresh.Get());
-    EXPECT_EQ(L"Colors", after.title);
-    EXPECT_EQ(tooLong.argb, after.argb) << "the rows before the refused put stay";
-    EXPECT_TRUE(after.apply) << "the rows after it are never read";
+    const auto [loaded, after] = LoadFresh(nullTitle);
+    EXPECT_EQ(S_OK, loaded);
+    EXPECT_EQ(L"", after.title);
 }
 
 } // namespace

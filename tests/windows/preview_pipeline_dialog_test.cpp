@@ -1,11 +1,10 @@
-// The preview pipeline in the system's own open dialog: a selection made in the dialog's list
-// reaches the pane's bitmap and the screen, a file the engine cannot read shows the cross, and a
-// load that is still running when the user cancels ends on its own after the client has let go
-// of the component. The engine is the real one behind SlowImagingEngine.dll.
+// The preview pipeline in the system's own open dialog: a selection in the dialog's list reaches
+// the pane's bitmap and the screen, a file the engine cannot read shows the cross, and a load still
+// running when the user cancels ends on its own after the client has let go of the registered
+// DLL. The engine is the one behind SlowImagingEngine.dll.
 #include <gtest/gtest.h>
 
 #include <windows.h>
-#include <commctrl.h>
 
 #include <string>
 #include <vector>
@@ -14,70 +13,58 @@
 #include "engine_pictures.h"
 #include "file_dialog_support.h"
 #include "preview_pipeline_support.h"
-#include "server/object_map.h"
 #include "test_support.h"
 
 namespace orrelux {
 namespace {
 
 using Access = PreviewPipelineTestAccess;
-using testing::CreateLinkedObject;
 using testing::DialogDriver;
+using testing::PatternRgb;
 using testing::PumpFor;
 using testing::PumpUntil;
-using testing::ReadPixels;
-using testing::References;
-using testing::ScratchDirectory;
-using testing::SelectInSystemDialog;
-using testing::SlowEngine;
-using testing::TestPixel;
-using testing::WaitForWorkers;
-
-std::wstring BinDirectory() {
-    std::wstring path = testing::BinPath(L"");
-    while (!path.empty() && path.back() == L'\\')
-        path.pop_back();
-    return path;
-}
-
-std::uint32_t Picture(int x, int y) {
-    return TestPixel(x, y) & 0x00FFFFFFu;
-}
 
 class PreviewInSystemDialogTest : public ::testing::Test {
 protected:
     void SetUp() override {
         ASSERT_TRUE(slow.Ready());
-        ASSERT_TRUE(SUCCEEDED(
-            testing::WriteWicPicture(files.File(L"small.bmp"), GUID_ContainerFormatBmp, 40, 30)));
+        ASSERT_EQ(S_OK, testing::WriteWicPicture(files.File(L"small.bmp"), GUID_ContainerFormatBmp,
+                                                 40, 30));
         ASSERT_TRUE(testing::WriteBytes(files.File(L"damaged.bmp"), {'B', 'M', 0x40, 0, 0, 0}));
-        object = CreateLinkedObject<IFileDialog>(CLSID_FileDialog);
+        object = testing::CreateLinkedObject<IFileDialog>(CLSID_FileDialog);
         ASSERT_TRUE(object);
         ASSERT_EQ(1, slow.Counters().objects);
-        const UniqueBstr folder(files.Path().c_str());
-        ASSERT_EQ(S_OK, object->put_InitialDir(folder.Get()));
-        const UniqueBstr filter(L"All files|*.*");
-        ASSERT_EQ(S_OK, object->put_Filter(filter.Get()));
-        baseline = References(object.Get());
+        baseline = testing::References(object.Get());
     }
     void TearDown() override {
         slow.Configure(SlowEngineSettings{});
         if (object) {
-            EXPECT_TRUE(WaitForWorkers(object.Get(), baseline));
+            EXPECT_TRUE(testing::WaitForWorkers(object.Get(), baseline));
         }
     }
 
-    void Show(DialogDriver& driver) {
+    // Shows the open dialog on the test's folder and runs the script in it; the user cancels.
+    void Show(IFileDialog* dialog, DialogDriver& driver) {
+        const UniqueBstr folder(files.Path().c_str()), filter(L"All files|*.*");
+        ASSERT_EQ(S_OK, dialog->put_InitialDir(folder.Get()));
+        ASSERT_EQ(S_OK, dialog->put_Filter(filter.Get()));
+        driver.Then([](HWND system) {
+            ::PostMessageW(system, WM_COMMAND, MAKEWPARAM(IDCANCEL, BN_CLICKED), 0);
+        });
         VARIANT_BOOL accepted = 7;
         driver.Start();
-        EXPECT_EQ(S_OK, object->ShowOpen(&accepted));
+        EXPECT_EQ(S_OK, dialog->ShowOpen(&accepted));
         driver.Stop();
         EXPECT_TRUE(driver.Finished()) << "the dialog ended before the script did";
         EXPECT_EQ(VARIANT_FALSE, accepted);
     }
+    std::vector<std::uint32_t> Pane() {
+        return testing::ReadPixels(Access::Bitmap(object.Get()), Access::Width(object.Get()),
+                                   Access::Height(object.Get()));
+    }
 
-    SlowEngine slow{BinDirectory()};
-    ScratchDirectory files;
+    testing::SlowEngine slow;
+    testing::ScratchDirectory files;
     ComPtr<IFileDialog> object;
     ULONG baseline = 0;
 };
@@ -85,75 +72,43 @@ protected:
 TEST_F(PreviewInSystemDialogTest, ASelectionInTheListReachesThePaneAndTheScreen) {
     DialogDriver driver(&SystemFileDialog);
     driver
-        .Then([&](HWND dialog) {
-            ASSERT_TRUE(SelectInSystemDialog(dialog, L"small.bmp"));
-            ASSERT_TRUE(WaitForWorkers(object.Get(), baseline));
+        .Then([&](HWND system) {
+            ASSERT_TRUE(SelectInSystemDialog(system, {L"small.bmp"}));
+            ASSERT_TRUE(testing::WaitForWorkers(object.Get(), baseline));
             const int width = Access::Width(object.Get());
-            const int height = Access::Height(object.Get());
             ASSERT_GE(width, 42);
-            ASSERT_GE(height, 32);
+            ASSERT_GE(Access::Height(object.Get()), 32);
             const int left = (width - 40) / 2;
-            const int top = (height - 30) / 2;
-            const std::vector<std::uint32_t> pane =
-                ReadPixels(Access::Bitmap(object.Get()), width, height);
+            const int top = (Access::Height(object.Get()) - 30) / 2;
+            const std::vector<std::uint32_t> pane = Pane();
             const auto at = [&](int x, int y) { return pane[std::size_t(y) * width + x]; };
-            EXPECT_EQ(Picture(0, 0), at(left, top));
-            EXPECT_EQ(Picture(39, 29), at(left + 39, top + 29));
-            EXPECT_EQ(Picture(17, 11), at(left + 17, top + 11));
+            EXPECT_EQ(PatternRgb(0, 0), at(left, top));
+            EXPECT_EQ(PatternRgb(39, 29), at(left + 39, top + 29));
             EXPECT_EQ(0u, at(left - 1, top - 1)) << "the frame";
             EXPECT_EQ(0u, at(left + 40, top + 30));
             EXPECT_FALSE(Access::Crossed(object.Get()));
             // The hook copied the bitmap to control 1010 when the worker asked for a repaint.
             const WindowDC screen(Access::PreviewWindow(object.Get()));
-            const COLORREF shown = ::GetPixel(screen.Get(), left + 17, top + 11);
-            EXPECT_EQ(Picture(17, 11), testing::RgbOf(shown));
+            EXPECT_EQ(PatternRgb(17, 11),
+                      testing::RgbOf(::GetPixel(screen.Get(), left + 17, top + 11)));
         })
-        .Then([&](HWND dialog) {
-            ASSERT_TRUE(SelectInSystemDialog(dialog, L"damaged.bmp"));
-            ASSERT_TRUE(WaitForWorkers(object.Get(), baseline));
+        .Then([&](HWND system) {
+            ASSERT_TRUE(SelectInSystemDialog(system, {L"damaged.bmp"}));
+            ASSERT_TRUE(testing::WaitForWorkers(object.Get(), baseline));
             EXPECT_TRUE(Access::Crossed(object.Get()));
-            const int width = Access::Width(object.Get());
-            const int height = Access::Height(object.Get());
-            const std::vector<std::uint32_t> pane =
-                ReadPixels(Access::Bitmap(object.Get()), width, height);
-            EXPECT_EQ(0u, pane[0]) << "the cross starts in the corner";
-            EXPECT_EQ(0u, pane[std::size_t(height - 1) * width + width - 1]);
-        })
-        .Then([](HWND dialog) {
-            ::PostMessageW(dialog, WM_COMMAND, MAKEWPARAM(IDCANCEL, BN_CLICKED), 0);
+            const std::vector<std::uint32_t> pane = Pane();
+            EXPECT_EQ(0u, pane.front()) << "the cross starts in the corner";
+            EXPECT_EQ(0u, pane.back());
         });
-    Show(driver);
+    Show(object.Get(), driver);
     BSTR name = nullptr;
     EXPECT_EQ(S_OK, object->get_FileName(&name));
     EXPECT_EQ(files.File(L"damaged.bmp"), testing::TakeBstr(name))
         << "after cancel FileName holds the last selection";
 }
 
-TEST_F(PreviewInSystemDialogTest, ALoadOutlivesTheDialogAndItsClient) {
-    SlowEngineSettings settings = {};
-    settings.holdThumbnails = TRUE;
-    slow.Configure(settings);
-    DialogDriver driver(&SystemFileDialog);
-    driver
-        .Then([&](HWND dialog) {
-            ASSERT_TRUE(SelectInSystemDialog(dialog, L"small.bmp"));
-            ASSERT_TRUE(PumpUntil([&] { return slow.Counters().held == 1; }));
-        })
-        .Then([](HWND dialog) {
-            // Cancel sends no notification: nothing stops the load.
-            ::PostMessageW(dialog, WM_COMMAND, MAKEWPARAM(IDCANCEL, BN_CLICKED), 0);
-        });
-    Show(driver);
-    EXPECT_EQ(baseline + 1, References(object.Get())) << "the worker still runs";
-    object.Reset();
-    PumpFor(50);
-    EXPECT_EQ(S_FALSE, server::CanUnloadNow()) << "the worker keeps the component";
-    slow.Release();
-    EXPECT_TRUE(PumpUntil([] { return server::CanUnloadNow() == S_OK; }));
-    EXPECT_TRUE(PumpUntil([&] { return slow.Counters().objects == 0; }));
-}
-
-// The same in the registered server, Orrelux20Dialogs.dll, as a client gets it: once the worker is
+// A load still running when the user cancels (which sends no notification, so nothing stops the
+// load) keeps the registered server, Orrelux20Dialogs.dll, as a client gets it. Once the worker is
 // gone the DLL answers DllCanUnloadNow with S_OK, and the system may unload it while the worker's
 // thread is still on its way out, which the worker's own reference to the module makes safe.
 TEST_F(PreviewInSystemDialogTest, TheServerDllUnloadsOnceItsLastWorkerIsGone) {
@@ -171,32 +126,18 @@ TEST_F(PreviewInSystemDialogTest, TheServerDllUnloadsOnceItsLastWorkerIsGone) {
     const HMODULE server = loaded();
     ASSERT_NE(nullptr, server);
     ASSERT_NE(::GetModuleHandleW(nullptr), server) << "the object comes from the DLL";
-    using CanUnloadNow = HRESULT(STDAPICALLTYPE*)();
-    const auto canUnloadNow = reinterpret_cast<CanUnloadNow>(
+    const auto canUnloadNow = reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(
         reinterpret_cast<void*>(::GetProcAddress(server, "DllCanUnloadNow")));
     ASSERT_NE(nullptr, canUnloadNow);
     ASSERT_EQ(2, slow.Counters().objects) << "the server's component has the slow engine as well";
-    const UniqueBstr folder(files.Path().c_str());
-    ASSERT_EQ(S_OK, client->put_InitialDir(folder.Get()));
-    const UniqueBstr filter(L"All files|*.*");
-    ASSERT_EQ(S_OK, client->put_Filter(filter.Get()));
 
-    SlowEngineSettings settings = {};
-    settings.holdThumbnails = TRUE;
-    slow.Configure(settings);
+    slow.Hold();
     DialogDriver driver(&SystemFileDialog);
-    driver
-        .Then([&](HWND dialog) {
-            ASSERT_TRUE(SelectInSystemDialog(dialog, L"small.bmp"));
-            ASSERT_TRUE(PumpUntil([&] { return slow.Counters().held == 1; }));
-        })
-        .Then([](HWND dialog) {
-            ::PostMessageW(dialog, WM_COMMAND, MAKEWPARAM(IDCANCEL, BN_CLICKED), 0);
-        });
-    VARIANT_BOOL accepted = 7;
-    driver.Start();
-    EXPECT_EQ(S_OK, client->ShowOpen(&accepted));
-    driver.Stop();
+    driver.Then([&](HWND system) {
+        ASSERT_TRUE(SelectInSystemDialog(system, {L"small.bmp"}));
+        ASSERT_TRUE(PumpUntil([&] { return slow.Counters().held == 1; }));
+    });
+    Show(client.Get(), driver);
     client.Reset();
     PumpFor(50);
     ::CoFreeUnusedLibrariesEx(0, 0);

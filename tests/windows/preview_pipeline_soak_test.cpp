@@ -24,25 +24,11 @@ namespace orrelux {
 namespace {
 
 using Access = PreviewPipelineTestAccess;
-using testing::CreateLinkedObject;
 using testing::DialogDriver;
 using testing::FakeSystemDialog;
 using testing::PumpFor;
 using testing::PumpUntil;
-using testing::ReadPixels;
-using testing::References;
-using testing::ScratchDirectory;
-using testing::SelectInSystemDialog;
-using testing::SlowEngine;
-using testing::TestPixel;
 using testing::WaitForWorkers;
-
-std::wstring BinDirectory() {
-    std::wstring path = testing::BinPath(L"");
-    while (!path.empty() && path.back() == L'\\')
-        path.pop_back();
-    return path;
-}
 
 struct Resources {
     DWORD gdi = 0;
@@ -116,90 +102,53 @@ DWORD Handles() {
 }
 
 Resources Measure() {
-    Resources now;
-    now.gdi = GdiObjects();
-    now.user = UserObjects();
-    now.handles = Handles();
     PROCESS_MEMORY_COUNTERS_EX memory = {};
     ::GetProcessMemoryInfo(::GetCurrentProcess(),
                            reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&memory), sizeof(memory));
-    now.memory =
-        static_cast<long long>(memory.PrivateUsage ? memory.PrivateUsage : memory.PagefileUsage);
-    return now;
+    return {
+        GdiObjects(), UserObjects(), Handles(),
+        static_cast<long long>(memory.PrivateUsage ? memory.PrivateUsage : memory.PagefileUsage)};
 }
 
-void Report(const char* what, const Resources& before, const Resources& after) {
+// Prints the figures for the record, and expects them flat.
+void ExpectFlat(const char* what, const Resources& before, const Resources& after) {
     std::printf("%s: GDI objects %lu -> %lu, USER objects %lu -> %lu, handles %lu -> %lu, "
                 "memory %lld -> %lld\n",
                 what, before.gdi, after.gdi, before.user, after.user, before.handles, after.handles,
                 before.memory, after.memory);
     std::fflush(stdout);
-}
-
-void ExpectFlat(const Resources& before, const Resources& after) {
     EXPECT_LE(after.gdi, before.gdi + 4);
     EXPECT_LE(after.user, before.user + 4);
     EXPECT_LE(after.handles, before.handles + 8);
     EXPECT_LT(after.memory - before.memory, 4 * 1024 * 1024);
 }
 
-// The soak's files: two large JPEG photographs, one truncated in the middle of its data, a
-// damaged bitmap, a small pattern picture and a text file.
-class SoakFiles {
-public:
-    SoakFiles() {
-        ok_ = SUCCEEDED(testing::WriteWicPicture(directory_.File(L"large1.jpg"),
-                                                 GUID_ContainerFormatJpeg, 2400, 1600)) &&
-              SUCCEEDED(testing::WriteWicPicture(directory_.File(L"large2.jpg"),
-                                                 GUID_ContainerFormatJpeg, 1600, 2400)) &&
-              SUCCEEDED(testing::WriteWicPicture(directory_.File(L"small.bmp"),
-                                                 GUID_ContainerFormatBmp, 40, 30)) &&
-              testing::WriteBytes(directory_.File(L"damaged.bmp"),
-                                  {'B', 'M', 0x40, 0, 0, 0, 0, 0, 0, 0, 0x36, 0}) &&
-              testing::WriteBytes(directory_.File(L"notes.txt"), {'n', 'o', 't', 'e', 's'});
-        if (!ok_)
-            return;
-        // The first half of a large JPEG: a header that promises more than the file holds.
-        const UniqueKernelHandle whole(::CreateFileW(directory_.File(L"large1.jpg").c_str(),
-                                                     GENERIC_READ, FILE_SHARE_READ, nullptr,
-                                                     OPEN_EXISTING, 0, nullptr));
-        LARGE_INTEGER size = {};
-        ok_ = whole.Get() != INVALID_HANDLE_VALUE && ::GetFileSizeEx(whole.Get(), &size);
-        if (!ok_)
-            return;
-        std::vector<std::uint8_t> half(static_cast<std::size_t>(size.QuadPart / 2));
-        DWORD read = 0;
-        ok_ =
-            ::ReadFile(whole.Get(), half.data(), static_cast<DWORD>(half.size()), &read, nullptr) &&
-            testing::WriteBytes(directory_.File(L"truncated.jpg"), half);
-    }
-    bool Ok() const { return ok_; }
-    const std::wstring& Path() const { return directory_.Path(); }
-
-private:
-    ScratchDirectory directory_;
-    bool ok_ = false;
-};
-
 class PreviewPipelineSoakTest : public ::testing::Test {
 protected:
+    // Two large JPEG photographs, one cut in the middle of its data, a damaged bitmap, a small
+    // pattern picture and a text file.
     void SetUp() override {
         ASSERT_TRUE(slow.Ready());
-        ASSERT_TRUE(files.Ok());
+        ASSERT_EQ(S_OK, testing::WriteWicPicture(files.File(L"large1.jpg"),
+                                                 GUID_ContainerFormatJpeg, 2400, 1600));
+        ASSERT_EQ(S_OK, testing::WriteWicPicture(files.File(L"large2.jpg"),
+                                                 GUID_ContainerFormatJpeg, 1600, 2400));
+        ASSERT_EQ(S_OK, testing::WriteWicPicture(files.File(L"small.bmp"), GUID_ContainerFormatBmp,
+                                                 40, 30));
+        ASSERT_TRUE(testing::WriteBytes(files.File(L"damaged.bmp"),
+                                        {'B', 'M', 0x40, 0, 0, 0, 0, 0, 0, 0, 0x36, 0}));
+        ASSERT_TRUE(testing::WriteBytes(files.File(L"notes.txt"), {'n', 'o', 't', 'e', 's'}));
+        std::vector<std::uint8_t> whole = testing::ReadBytes(files.File(L"large1.jpg"));
+        whole.resize(whole.size() / 2); // a header that promises more than the file holds
+        ASSERT_TRUE(testing::WriteBytes(files.File(L"truncated.jpg"), whole));
     }
 
+    // A component with its pane open on `system`, and some engine time in every load, in steps
+    // that an abort cuts short.
     ComPtr<IFileDialog> OpenComponent(FakeSystemDialog& system) {
-        ComPtr<IFileDialog> object = CreateLinkedObject<IFileDialog>(CLSID_FileDialog);
-        if (!object)
-            return object;
-        Access::OpenPane(object.Get(), system.Window(), system.Pane(), 100, 100);
-        system.paintedBitmap = Access::Bitmap(object.Get());
-        system.busy = &Access::Busy(object.Get());
-        return object;
-    }
-
-    // Some engine time in every load, in steps that an abort cuts short.
-    void SlowDown() {
+        ComPtr<IFileDialog> object = testing::CreateLinkedObject<IFileDialog>(CLSID_FileDialog);
+        if (object)
+            system.Open(object.Get());
         SlowEngineSettings settings = {};
         settings.progressRange = 100;
         settings.progressCount = 2;
@@ -208,18 +157,22 @@ protected:
         settings.stepDelayMs = 1;
         settings.delayMs = 2;
         slow.Configure(settings);
+        return object;
+    }
+    void Select(FakeSystemDialog& system, IFileDialog* object, const wchar_t* name) {
+        system.Select(files.Path(), name);
+        Access::SelectionChanged(object);
     }
 
-    SlowEngine slow{BinDirectory()};
-    SoakFiles files;
+    testing::SlowEngine slow;
+    testing::ScratchDirectory files;
 };
 
 TEST_F(PreviewPipelineSoakTest, AThousandRapidSelectionsEndWithTheLastPicture) {
     FakeSystemDialog system;
     ComPtr<IFileDialog> object = OpenComponent(system);
     ASSERT_TRUE(object);
-    const ULONG baseline = References(object.Get());
-    SlowDown();
+    const ULONG baseline = testing::References(object.Get());
 
     const wchar_t* const names[] = {L"large1.jpg",  L"large2.jpg", L"truncated.jpg",
                                     L"damaged.bmp", L"small.bmp",  L"notes.txt",
@@ -249,14 +202,13 @@ TEST_F(PreviewPipelineSoakTest, AThousandRapidSelectionsEndWithTheLastPicture) {
     for (int i = 0; i < kSelections; ++i)
         select(i);
     const auto selected = std::chrono::steady_clock::now();
-    // The last selection is the small picture: it is what the pane must end with.
-    system.Select(files.Path(), L"small.bmp");
-    Access::SelectionChanged(object.Get());
+    Select(system, object.Get(), L"small.bmp"); // what the pane must end with
     ASSERT_TRUE(WaitForWorkers(object.Get(), baseline, 30000)) << "every worker ended";
     const auto settled = std::chrono::steady_clock::now();
-    const std::vector<std::uint32_t> pane = ReadPixels(Access::Bitmap(object.Get()), 100, 100);
-    EXPECT_EQ(TestPixel(0, 0) & 0xFFFFFFu, pane[35 * 100 + 30]);
-    EXPECT_EQ(TestPixel(39, 29) & 0xFFFFFFu, pane[64 * 100 + 69]);
+    const std::vector<std::uint32_t> pane =
+        testing::ReadPixels(Access::Bitmap(object.Get()), 100, 100);
+    EXPECT_EQ(testing::PatternRgb(0, 0), pane[35 * 100 + 30]);
+    EXPECT_EQ(testing::PatternRgb(39, 29), pane[64 * 100 + 69]);
     EXPECT_EQ(0u, pane[34 * 100 + 29]) << "the frame";
     EXPECT_FALSE(Access::Crossed(object.Get()));
     EXPECT_FALSE(::IsWindowVisible(system.Progress()));
@@ -268,8 +220,7 @@ TEST_F(PreviewPipelineSoakTest, AThousandRapidSelectionsEndWithTheLastPicture) {
                 kSelections, std::chrono::duration<double, std::milli>(selected - start).count(),
                 std::chrono::duration<double, std::milli>(settled - selected).count(),
                 counters.thumbnailCalls, counters.drawCalls, counters.abortCalls);
-    Report("rapid selections", before, after);
-    ExpectFlat(before, after);
+    ExpectFlat("rapid selections", before, after);
     Access::CloseWindows(object.Get());
 }
 
@@ -278,10 +229,8 @@ TEST_F(PreviewPipelineSoakTest, TheDialogClosesWhileLoadsRun) {
         FakeSystemDialog system;
         ComPtr<IFileDialog> object = OpenComponent(system);
         ASSERT_TRUE(object);
-        const ULONG baseline = References(object.Get());
-        SlowDown();
-        system.Select(files.Path(), round % 2 ? L"large1.jpg" : L"truncated.jpg");
-        Access::SelectionChanged(object.Get());
+        const ULONG baseline = testing::References(object.Get());
+        Select(system, object.Get(), round % 2 ? L"large1.jpg" : L"truncated.jpg");
         PumpFor(static_cast<DWORD>(round % 5));
         // The dialog ends (Cancel sends no notification: nothing aborts), its windows go first.
         Access::CloseWindows(object.Get());
@@ -296,9 +245,7 @@ TEST_F(PreviewPipelineSoakTest, ClientsLetGoWhileWorkersRun) {
         FakeSystemDialog system;
         ComPtr<IFileDialog> object = OpenComponent(system);
         ASSERT_TRUE(object);
-        SlowDown();
-        system.Select(files.Path(), i % 3 ? L"large2.jpg" : L"damaged.bmp");
-        Access::SelectionChanged(object.Get());
+        Select(system, object.Get(), i % 3 ? L"large2.jpg" : L"damaged.bmp");
         if (i % 4 == 0) // a second selection with a worker still on the first
             Access::SelectionChanged(object.Get());
         Access::CloseWindows(object.Get());
@@ -315,28 +262,26 @@ TEST_F(PreviewPipelineSoakTest, ClientsLetGoWhileWorkersRun) {
     for (int i = 0; i < kRounds; ++i)
         round(i);
     const Resources after = Measure();
-    Report("clients letting go", before, after);
-    ExpectFlat(before, after);
+    ExpectFlat("clients letting go", before, after);
 }
 
 TEST_F(PreviewPipelineSoakTest, TwoHundredShowsWithThePaneLeaveResourcesFlat) {
     // A folder of its own with one small picture: the system lists it quickly.
-    ScratchDirectory single;
-    ASSERT_TRUE(SUCCEEDED(
-        testing::WriteWicPicture(single.File(L"small.bmp"), GUID_ContainerFormatBmp, 40, 30)));
-    ComPtr<IFileDialog> object = CreateLinkedObject<IFileDialog>(CLSID_FileDialog);
+    testing::ScratchDirectory single;
+    ASSERT_EQ(S_OK,
+              testing::WriteWicPicture(single.File(L"small.bmp"), GUID_ContainerFormatBmp, 40, 30));
+    ComPtr<IFileDialog> object = testing::CreateLinkedObject<IFileDialog>(CLSID_FileDialog);
     ASSERT_TRUE(object);
-    const UniqueBstr folder(single.Path().c_str());
+    const UniqueBstr folder(single.Path().c_str()), filter(L"All files|*.*");
     ASSERT_EQ(S_OK, object->put_InitialDir(folder.Get()));
-    const UniqueBstr filter(L"All files|*.*");
     ASSERT_EQ(S_OK, object->put_Filter(filter.Get()));
-    const ULONG baseline = References(object.Get());
+    const ULONG baseline = testing::References(object.Get());
     // Each show: the pane comes up, a picture is selected and starts loading, and the user
     // cancels at once; the load ends after the dialog.
     const auto show = [&] {
         DialogDriver driver(&SystemFileDialog);
         driver.Then([](HWND dialog) {
-            EXPECT_TRUE(SelectInSystemDialog(dialog, L"small.bmp"));
+            EXPECT_TRUE(SelectInSystemDialog(dialog, {L"small.bmp"}));
             ::PostMessageW(dialog, WM_COMMAND, MAKEWPARAM(IDCANCEL, BN_CLICKED), 0);
         });
         VARIANT_BOOL accepted = 7;
@@ -358,8 +303,7 @@ TEST_F(PreviewPipelineSoakTest, TwoHundredShowsWithThePaneLeaveResourcesFlat) {
         std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
     const Resources after = Measure();
     std::printf("%d shows with the pane in %.0f ms\n", kShows, elapsed);
-    Report("show/cancel cycles", before, after);
-    ExpectFlat(before, after);
+    ExpectFlat("show/cancel cycles", before, after);
 }
 
 } // namespace

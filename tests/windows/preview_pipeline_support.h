@@ -1,11 +1,8 @@
-// What the preview pipeline's tests and benchmarks stand on: the slow engine (SlowImagingEngine.dll
-// through its activation context), a stand-in for the system's open dialog that answers the
-// CDM_GET* messages with texts the test sets, the pane made from the module's own template 130,
-// and access to the component's pipeline fields.
+// What the preview pipeline's tests and benchmarks stand on: the slow engine, a stand-in for the
+// system's open dialog with the pane made from template 130, and the component's pipeline fields.
 #pragma once
 
 #include <windows.h>
-#include <commctrl.h>
 #include <commdlg.h>
 
 #include <cstdint>
@@ -16,6 +13,7 @@
 #include "filedialog/win/preview_bitmap.h"
 #include "platform/handles.h"
 #include "slow_engine/slow_engine.h"
+#include "test_support.h"
 
 namespace orrelux {
 
@@ -65,8 +63,6 @@ public:
     static COLORREF BackColor(IFileDialog* object) { return Of(object).PaneBackColor; }
     static IEngineBitmap* Engine(IFileDialog* object) { return Of(object).EngineBitmap.Get(); }
     static filedialog::PreviewBusyFlag& Busy(IFileDialog* object) { return Of(object).PreviewBusy; }
-    static bool TakeBusy(IFileDialog* object) { return Of(object).PreviewBusy.TryTake(); }
-    static void GiveBackBusy(IFileDialog* object) { Of(object).PreviewBusy.GiveBack(); }
     static std::wstring FileName(IFileDialog* object) {
         const char16_t* text = Of(object).FileNameBuffer.Data();
         return text ? std::wstring(reinterpret_cast<const wchar_t*>(text)) : std::wstring();
@@ -110,8 +106,7 @@ inline bool WaitForWorkers(IUnknown* object, ULONG baseline, DWORD timeoutMs = 1
     return PumpUntil([&] { return References(object) <= baseline; }, timeoutMs);
 }
 
-// ---- Pixels
-// ---------------------------------------------------------------------------------------
+// ---- Pixels ---------------------------------------------------------------------------------
 
 // The bitmap's pixels as 0x00RRGGBB, rows top-down, read with GetDIBits.
 inline std::vector<std::uint32_t> ReadPixels(HBITMAP bitmap, int width, int height) {
@@ -149,7 +144,7 @@ using UniqueActivationContext = UniqueHandle<ActivationContextTraits>;
 // slow_engine.h), steered through the DLL's exports. Objects made meanwhile keep it after.
 class SlowEngine {
 public:
-    explicit SlowEngine(const std::wstring& binDirectory) {
+    explicit SlowEngine(const std::wstring& binDirectory = BinDirectory()) {
         const std::wstring manifest = binDirectory + L"\\SlowImagingEngine.manifest";
         ACTCTXW context = {};
         context.cbSize = sizeof(context);
@@ -182,6 +177,12 @@ public:
         if (configure_)
             configure_(&settings);
     }
+    // Every load waits inside its operation until Release.
+    void Hold() {
+        SlowEngineSettings settings = {};
+        settings.holdThumbnails = TRUE;
+        Configure(settings);
+    }
     void Release(LONG count = 1) {
         if (release_)
             release_(count);
@@ -194,6 +195,12 @@ public:
     }
 
 private:
+    static std::wstring BinDirectory() {
+        std::wstring path = BinPath(L"");
+        while (!path.empty() && path.back() == L'\\')
+            path.pop_back();
+        return path;
+    }
     template <typename Proc> Proc Entry(const char* name) {
         return reinterpret_cast<Proc>(reinterpret_cast<void*>(::GetProcAddress(module_, name)));
     }
@@ -206,8 +213,7 @@ private:
     SlowEngineReadCountersProc read_ = nullptr;
 };
 
-// ---- The system dialog's part
-// --------------------------------------------------------------------
+// ---- The system dialog's part ------------------------------------------------------------------
 
 // A top-level window in the part of the system's open dialog: it answers CDM_GETFOLDERPATH,
 // CDM_GETSPEC and CDM_GETFILEPATH as the system does (the size with the terminator, the text
@@ -251,6 +257,12 @@ public:
     FakeSystemDialog& operator=(const FakeSystemDialog&) = delete;
 
     HWND Window() const { return window_; }
+    // Opens the component's pane in this dialog, as the hook does, with its bitmap painted here.
+    void Open(IFileDialog* object, int width = 100, int height = 100) {
+        PreviewPipelineTestAccess::OpenPane(object, window_, pane_, width, height);
+        paintedBitmap = PreviewPipelineTestAccess::Bitmap(object);
+        busy = &PreviewPipelineTestAccess::Busy(object);
+    }
     HWND Pane() const { return pane_; }
     HWND Progress() const { return ::GetDlgItem(pane_, 1100); }
     HWND Preview() const { return ::GetDlgItem(pane_, 1010); }
@@ -324,40 +336,6 @@ private:
     HWND window_ = nullptr;
     HWND pane_ = nullptr;
 };
-
-// ---- The system's own dialog
-// ---------------------------------------------------------------------
-
-// Selects one file of the system dialog's list alone, as a click would; the system sends
-// CDN_SELCHANGE before this returns. The list shows names with or without their extensions, by
-// the user's settings. False when the name is not in the list.
-inline bool SelectInSystemDialog(HWND dialog, const std::wstring& name) {
-    const HWND list = ::FindWindowExW(::GetDlgItem(dialog, 0x461), nullptr, WC_LISTVIEWW, nullptr);
-    if (!list)
-        return false;
-    const std::wstring stem = name.substr(0, name.find_last_of(L'.'));
-    const int count = static_cast<int>(::SendMessageW(list, LVM_GETITEMCOUNT, 0, 0));
-    for (int index = 0; index < count; ++index) {
-        wchar_t text[MAX_PATH] = {};
-        LVITEMW item = {};
-        item.pszText = text;
-        item.cchTextMax = MAX_PATH;
-        ::SendMessageW(list, LVM_GETITEMTEXTW, index, reinterpret_cast<LPARAM>(&item));
-        if (name != text && (stem == name || stem != text))
-            continue;
-        LVITEMW none = {};
-        none.stateMask = LVIS_SELECTED;
-        ::SendMessageW(list, LVM_SETITEMSTATE, static_cast<WPARAM>(-1),
-                       reinterpret_cast<LPARAM>(&none));
-        LVITEMW chosen = {};
-        chosen.stateMask = LVIS_SELECTED | LVIS_FOCUSED;
-        chosen.state = chosen.stateMask;
-        ::SendMessageW(list, LVM_SETITEMSTATE, static_cast<WPARAM>(index),
-                       reinterpret_cast<LPARAM>(&chosen));
-        return true;
-    }
-    return false;
-}
 
 } // namespace testing
 } // namespace orrelux

@@ -3,6 +3,8 @@
 // activation context. Tests that unregister the server register it again before they end.
 #include <gtest/gtest.h>
 
+#include <process.h>
+
 #include <algorithm>
 #include <map>
 #include <string>
@@ -15,62 +17,38 @@ namespace {
 
 using testing::ServerDllPath;
 
-// The server loaded by path, with its four exports.
-class ServerModule {
-public:
-    explicit ServerModule(const std::wstring& path) : module_(::LoadLibraryW(path.c_str())) {
-        if (!module_)
-            return;
-        canUnload = Export<decltype(canUnload)>("DllCanUnloadNow");
-        getClassObject = Export<decltype(getClassObject)>("DllGetClassObject");
-        registerServer = Export<decltype(registerServer)>("DllRegisterServer");
-        unregisterServer = Export<decltype(unregisterServer)>("DllUnregisterServer");
-    }
-    HMODULE Handle() const { return module_.Get(); }
-
-    HRESULT(STDAPICALLTYPE* canUnload)() = nullptr;
-    HRESULT(STDAPICALLTYPE* getClassObject)(REFCLSID, REFIID, void**) = nullptr;
-    HRESULT(STDAPICALLTYPE* registerServer)() = nullptr;
-    HRESULT(STDAPICALLTYPE* unregisterServer)() = nullptr;
-
-private:
-    template <class Function> Function Export(const char* name) {
+// The server loaded by path, and its entry points.
+using GetClassObjectFunction = HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, void**);
+struct ServerModule {
+    explicit ServerModule(const std::wstring& path) : module(::LoadLibraryW(path.c_str())) {}
+    template <class Function = HRESULT(STDAPICALLTYPE*)()> Function Export(const char* name) {
         return reinterpret_cast<Function>(
-            reinterpret_cast<void*>(::GetProcAddress(module_.Get(), name)));
+            reinterpret_cast<void*>(::GetProcAddress(module.Get(), name)));
     }
-    testing::UniqueModule module_;
+    testing::UniqueModule module;
 };
 
-// Runs a program of the system and answers its exit code.
-DWORD RunProgram(const std::wstring& commandLine) {
-    std::wstring line = commandLine;
-    STARTUPINFOW startup = {};
-    startup.cb = sizeof(startup);
-    PROCESS_INFORMATION started = {};
-    if (!::CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                          &startup, &started))
-        return static_cast<DWORD>(-1);
-    const UniqueKernelHandle process(started.hProcess), thread(started.hThread);
-    ::WaitForSingleObject(process.Get(), INFINITE);
-    DWORD code = 0;
-    ::GetExitCodeProcess(process.Get(), &code);
-    return code;
-}
-
-DWORD Regsvr32(const std::wstring& options) {
-    return RunProgram(L"regsvr32.exe /s " + options + L" \"" + ServerDllPath() + L"\"");
+// regsvr32 /s (and /u) on the server: its exit code, -1 when it did not run.
+intptr_t Regsvr32(bool unregister = false) {
+    wchar_t program[MAX_PATH] = {};
+    ::GetSystemDirectoryW(program, MAX_PATH);
+    const std::wstring path = std::wstring(program) + L"\\regsvr32.exe";
+    const std::wstring dll = L"\"" + ServerDllPath() + L"\"";
+    return unregister
+               ? _wspawnl(_P_WAIT, path.c_str(), L"regsvr32", L"/s", L"/u", dll.c_str(), nullptr)
+               : _wspawnl(_P_WAIT, path.c_str(), L"regsvr32", L"/s", dll.c_str(), nullptr);
 }
 
 // Everything below a key of HKEY_CLASSES_ROOT: "path|value name" -> "type:data".
 using RegistryTree = std::map<std::wstring, std::wstring>;
 
-void ReadTree(HKEY root, const std::wstring& path, RegistryTree& tree) {
+void ReadTree(const std::wstring& path, RegistryTree& tree) {
     HKEY key = nullptr;
-    if (::RegOpenKeyExW(root, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS)
+    if (::RegOpenKeyExW(HKEY_CLASSES_ROOT, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS)
         return;
     tree.emplace(path + L"|", L"(key)"); // a default value below replaces the marker
+    wchar_t name[256];
     for (DWORD i = 0;; ++i) {
-        wchar_t name[256];
         DWORD nameLength = 256, type = 0;
         BYTE data[1024];
         DWORD dataLength = sizeof(data);
@@ -84,37 +62,31 @@ void ReadTree(HKEY root, const std::wstring& path, RegistryTree& tree) {
             text.pop_back();
         tree[path + L"|" + name] = std::to_wstring(type) + L":" + text;
     }
-    std::vector<std::wstring> children;
     for (DWORD i = 0;; ++i) {
-        wchar_t name[256];
         DWORD nameLength = 256;
         if (::RegEnumKeyExW(key, i, name, &nameLength, nullptr, nullptr, nullptr, nullptr) !=
             ERROR_SUCCESS)
             break;
-        children.push_back(name);
+        ReadTree(path + L"\\" + name, tree);
     }
     ::RegCloseKey(key);
-    for (const std::wstring& child : children)
-        ReadTree(root, path + L"\\" + child, tree);
 }
 
 const wchar_t kColorClsidKey[] = L"CLSID\\{AC261EDF-CD49-47DC-9A9B-1207B8AA68AD}";
 const wchar_t kFileClsidKey[] = L"CLSID\\{057891B4-0512-457E-8061-93B2046003A1}";
 const wchar_t kTypeLibKey[] = L"TypeLib\\{1912E4D1-2417-4FA4-A1CA-B55F5C881A0C}";
-const wchar_t* const kServerKeys[] = {
-    kColorClsidKey,
-    kFileClsidKey,
-    L"OrreluxDialogs.ColorDialog.2.0",
-    L"OrreluxDialogs.ColorDialog",
-    L"OrreluxDialogs.FileDialog.2.0",
-    L"OrreluxDialogs.FileDialog",
-    kTypeLibKey,
-};
+const wchar_t* const kServerKeys[] = {kColorClsidKey,
+                                      kFileClsidKey,
+                                      L"OrreluxDialogs.ColorDialog.2.0",
+                                      L"OrreluxDialogs.ColorDialog",
+                                      L"OrreluxDialogs.FileDialog.2.0",
+                                      L"OrreluxDialogs.FileDialog",
+                                      kTypeLibKey};
 
 RegistryTree ServerRegistry() {
     RegistryTree tree;
     for (const wchar_t* key : kServerKeys)
-        ReadTree(HKEY_CLASSES_ROOT, key, tree);
+        ReadTree(key, tree);
     return tree;
 }
 
@@ -126,13 +98,13 @@ std::wstring ShortPath(const std::wstring& path) {
 
 // Registers the server again when a test that unregistered it ends, passed or not.
 struct ReregisterAtEnd {
-    ~ReregisterAtEnd() { Regsvr32(L""); }
+    ~ReregisterAtEnd() { Regsvr32(); }
 };
 
 TEST(ServerDllTest, ExportsTheFourEntryPointsAndNothingElse) {
     ServerModule server(ServerDllPath());
-    ASSERT_NE(nullptr, server.Handle());
-    const auto* base = reinterpret_cast<const BYTE*>(server.Handle());
+    ASSERT_TRUE(server.module);
+    const auto* base = reinterpret_cast<const BYTE*>(server.module.Get());
     const auto* dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
     const auto* nt = reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
     const IMAGE_DATA_DIRECTORY& entry =
@@ -210,8 +182,9 @@ TEST(ServerDllTest, ResourcesOfTheModule) {
 
 TEST(ServerDllTest, ClassObjectsAndTheirFailures) {
     ServerModule server(ServerDllPath());
-    ASSERT_TRUE(server.getClassObject);
-    EXPECT_EQ(E_POINTER, server.getClassObject(CLSID_ColorDialog, IID_IClassFactory, nullptr));
+    const auto getClassObject = server.Export<GetClassObjectFunction>("DllGetClassObject");
+    ASSERT_TRUE(getClassObject);
+    EXPECT_EQ(E_POINTER, getClassObject(CLSID_ColorDialog, IID_IClassFactory, nullptr));
 
     const struct {
         const char* name;
@@ -219,39 +192,40 @@ TEST(ServerDllTest, ClassObjectsAndTheirFailures) {
         const IID* iid;
         HRESULT result;
     } cases[] = {
-        {"an interface identifier is no class", &IID_IFileDialog, &IID_IClassFactory,
+        {"an unknown class: an interface identifier", &IID_IFileDialog, &IID_IClassFactory,
          CLASS_E_CLASSNOTAVAILABLE},
-        {"an unknown class", &IID_IColorDialog, &IID_IUnknown, CLASS_E_CLASSNOTAVAILABLE},
         {"a factory answers no other interface", &CLSID_ColorDialog, &IID_IDispatch, E_NOINTERFACE},
         {"the factory", &CLSID_ColorDialog, &IID_IClassFactory, S_OK},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         void* out = reinterpret_cast<void*>(1);
-        EXPECT_EQ(c.result, server.getClassObject(*c.clsid, *c.iid, &out));
+        EXPECT_EQ(c.result, getClassObject(*c.clsid, *c.iid, &out));
         EXPECT_EQ(c.result == S_OK, out != nullptr);
         if (out)
             static_cast<IUnknown*>(out)->Release();
     }
 
     ComPtr<IClassFactory> first, second;
-    ASSERT_EQ(S_OK, server.getClassObject(CLSID_ColorDialog, IID_IClassFactory, first.PutVoid()));
-    ASSERT_EQ(S_OK, server.getClassObject(CLSID_ColorDialog, IID_IClassFactory, second.PutVoid()));
+    ASSERT_EQ(S_OK, getClassObject(CLSID_ColorDialog, IID_IClassFactory, first.PutVoid()));
+    ASSERT_EQ(S_OK, getClassObject(CLSID_ColorDialog, IID_IClassFactory, second.PutVoid()));
     EXPECT_EQ(first.Get(), second.Get()) << "the factory is made once and kept";
 }
 
 TEST(ServerDllTest, CanUnloadNowFollowsTheLockCount) {
     ServerModule server(ServerDllPath());
-    ASSERT_TRUE(server.canUnload && server.getClassObject);
-    EXPECT_EQ(S_OK, server.canUnload());
+    const auto canUnload = server.Export("DllCanUnloadNow");
+    const auto getClassObject = server.Export<GetClassObjectFunction>("DllGetClassObject");
+    ASSERT_TRUE(canUnload && getClassObject);
+    EXPECT_EQ(S_OK, canUnload());
     ComPtr<IClassFactory> factory;
-    ASSERT_EQ(S_OK, server.getClassObject(CLSID_ColorDialog, IID_IClassFactory, factory.PutVoid()));
-    EXPECT_EQ(S_OK, server.canUnload()) << "a factory alone holds no lock";
+    ASSERT_EQ(S_OK, getClassObject(CLSID_ColorDialog, IID_IClassFactory, factory.PutVoid()));
+    EXPECT_EQ(S_OK, canUnload()) << "a factory alone holds no lock";
 
     ComPtr<IColorDialog> first, second;
     ASSERT_EQ(S_OK, factory->CreateInstance(nullptr, IID_IColorDialog, first.PutVoid()));
     ASSERT_EQ(S_OK, factory->CreateInstance(nullptr, IID_IColorDialog, second.PutVoid()));
-    EXPECT_EQ(S_FALSE, server.canUnload());
+    EXPECT_EQ(S_FALSE, canUnload());
     ComPtr<IEnumConnectionPoints> points;
     ComPtr<IConnectionPointContainer> container;
     ASSERT_EQ(S_OK, first.As(container));
@@ -259,22 +233,22 @@ TEST(ServerDllTest, CanUnloadNowFollowsTheLockCount) {
     container.Reset();
     first.Reset();
     second.Reset();
-    EXPECT_EQ(S_FALSE, server.canUnload()) << "an enumerator holds the module too";
+    EXPECT_EQ(S_FALSE, canUnload()) << "an enumerator holds the module too";
     points.Reset();
-    EXPECT_EQ(S_OK, server.canUnload());
+    EXPECT_EQ(S_OK, canUnload());
 
     ASSERT_EQ(S_OK, factory->LockServer(TRUE));
     ASSERT_EQ(S_OK, factory->LockServer(TRUE));
-    EXPECT_EQ(S_FALSE, server.canUnload());
+    EXPECT_EQ(S_FALSE, canUnload());
     ASSERT_EQ(S_OK, factory->LockServer(FALSE));
-    EXPECT_EQ(S_FALSE, server.canUnload());
+    EXPECT_EQ(S_FALSE, canUnload());
     ASSERT_EQ(S_OK, factory->LockServer(FALSE));
-    EXPECT_EQ(S_OK, server.canUnload());
+    EXPECT_EQ(S_OK, canUnload());
 }
 
 TEST(ServerDllTest, Regsvr32WritesTheScriptsAndTheTypeLibrary) {
     ReregisterAtEnd restore;
-    ASSERT_EQ(0u, Regsvr32(L""));
+    ASSERT_EQ(0, Regsvr32());
     const RegistryTree once = ServerRegistry();
     const std::wstring module = ShortPath(ServerDllPath());
     const std::wstring color = kColorClsidKey;
@@ -316,16 +290,16 @@ TEST(ServerDllTest, Regsvr32WritesTheScriptsAndTheTypeLibrary) {
         (sizeof(void*) == 8 ? L"\\2.0\\409\\win64|" : L"\\2.0\\409\\win32|");
     ASSERT_TRUE(once.count(typelibPath));
 
-    ASSERT_EQ(0u, Regsvr32(L""));
+    ASSERT_EQ(0, Regsvr32());
     EXPECT_EQ(once, ServerRegistry()) << "registering twice equals registering once";
 }
 
 TEST(ServerDllTest, Regsvr32UnregisterRemovesWhatTheScriptsOwn) {
     ReregisterAtEnd restore;
-    ASSERT_EQ(0u, Regsvr32(L""));
+    ASSERT_EQ(0, Regsvr32());
     for (int round = 0; round < 2; ++round) {
         SCOPED_TRACE(round);
-        ASSERT_EQ(0u, Regsvr32(L"/u")) << "unregistering never fails, twice included";
+        ASSERT_EQ(0, Regsvr32(true)) << "unregistering never fails, twice included";
         EXPECT_TRUE(ServerRegistry().empty());
         HKEY clsid = nullptr;
         ASSERT_EQ(ERROR_SUCCESS, ::RegOpenKeyExW(HKEY_CLASSES_ROOT, L"CLSID", 0, KEY_READ, &clsid))
@@ -351,25 +325,39 @@ TEST(ServerDllTest, AModulePathWithAQuoteIsRegisteredAsItIs) {
     ASSERT_TRUE(::CopyFileW(ServerDllPath().c_str(), copy.c_str(), FALSE));
     {
         ServerModule server(copy);
-        ASSERT_TRUE(server.registerServer);
-        ASSERT_EQ(S_OK, server.registerServer());
+        const auto registerServer = server.Export("DllRegisterServer");
+        ASSERT_TRUE(registerServer);
+        ASSERT_EQ(S_OK, registerServer());
         RegistryTree tree;
-        ReadTree(HKEY_CLASSES_ROOT, kColorClsidKey, tree);
+        ReadTree(kColorClsidKey, tree);
         const std::wstring registered = tree[std::wstring(kColorClsidKey) + L"\\InprocServer32|"];
         EXPECT_EQ(L"1:" + ShortPath(copy), registered);
         EXPECT_EQ(1, std::count(registered.begin(), registered.end(), L'\''));
-        EXPECT_EQ(S_OK, server.unregisterServer());
+        EXPECT_EQ(S_OK, server.Export("DllUnregisterServer")());
     }
     ::DeleteFileW(copy.c_str());
     ::RemoveDirectoryW(directory.c_str());
 }
 
+// A late-bound property call by name through the type library; the member's dispid comes back.
+HRESULT Property(IDispatch* object, const wchar_t* name, WORD flags, VARIANT& value, DISPID& id) {
+    LPOLESTR names[] = {const_cast<LPOLESTR>(name)};
+    const HRESULT found = object->GetIDsOfNames(IID_NULL, names, 1, LOCALE_USER_DEFAULT, &id);
+    if (FAILED(found))
+        return found;
+    DISPID named = DISPID_PROPERTYPUT;
+    DISPPARAMS put = {&value, &named, 1, 1}, none = {nullptr, nullptr, 0, 0};
+    const bool get = flags == DISPATCH_PROPERTYGET;
+    return object->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, flags, get ? &none : &put,
+                          get ? &value : nullptr, nullptr, nullptr);
+}
+
 // Activation through a manifest: the server is unregistered, and a client that activates the
-// sample application manifest still makes the object by ProgID, calls it late-bound through
-// the type library, and gets error information.
+// sample application manifest still makes both classes by CLSID and ProgID (which Wine maps to
+// an alias of the class) and calls them late-bound through the type library.
 TEST(ServerDllTest, RegistrationFreeActivationThroughAnActivationContext) {
     ReregisterAtEnd restore;
-    ASSERT_EQ(0u, Regsvr32(L"/u"));
+    ASSERT_EQ(0, Regsvr32(true));
     CLSID clsid = GUID_NULL;
     ASSERT_NE(S_OK, ::CLSIDFromProgID(L"OrreluxDialogs.ColorDialog", &clsid));
 
@@ -385,61 +373,43 @@ TEST(ServerDllTest, RegistrationFreeActivationThroughAnActivationContext) {
     ULONG_PTR cookie = 0;
     ASSERT_TRUE(::ActivateActCtx(activation, &cookie));
     {
-        // Made by class identifier, and by both ProgIDs (which Wine maps to an alias of the
-        // class): each time an object of ColorDialog.
-        std::vector<CLSID> classes = {CLSID_ColorDialog};
-        for (const wchar_t* progId :
-             {L"OrreluxDialogs.ColorDialog", L"OrreluxDialogs.ColorDialog.2.0"}) {
-            ASSERT_EQ(S_OK, ::CLSIDFromProgID(progId, &clsid));
-            classes.push_back(clsid);
-        }
-        for (const CLSID& made : classes) {
-            auto persist = testing::CreateRegisteredObject<IPersist>(made);
-            ASSERT_TRUE(persist);
-            CLSID actual = GUID_NULL;
-            EXPECT_EQ(S_OK, persist->GetClassID(&actual));
-            EXPECT_TRUE(IsEqualGUID(CLSID_ColorDialog, actual));
-        }
-        auto dispatch = testing::CreateRegisteredObject<IDispatch>(CLSID_ColorDialog);
-        ASSERT_TRUE(dispatch);
-        LPOLESTR names[] = {const_cast<LPOLESTR>(L"ColorArgb")};
-        DISPID id = 0;
-        ASSERT_EQ(S_OK, dispatch->GetIDsOfNames(IID_NULL, names, 1, LOCALE_USER_DEFAULT, &id));
-        EXPECT_EQ(3, id);
-        VARIANT value;
-        V_VT(&value) = VT_I4;
-        V_I4(&value) = 0x00ABCDEF;
-        DISPID named = DISPID_PROPERTYPUT;
-        DISPPARAMS put = {&value, &named, 1, 1};
-        ASSERT_EQ(S_OK, dispatch->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_PROPERTYPUT,
-                                         &put, nullptr, nullptr, nullptr));
-        ComPtr<IColorDialog> dialog;
-        ASSERT_EQ(S_OK, dispatch.As(dialog));
-        LONG argb = 0;
-        EXPECT_EQ(S_OK, dialog->get_ColorArgb(&argb));
-        EXPECT_EQ(LONG(0xFFABCDEF), argb);
-
-        // FileDialog the same way: both ProgIDs, and a late-bound read of its Title.
-        for (const wchar_t* progId :
-             {L"OrreluxDialogs.FileDialog", L"OrreluxDialogs.FileDialog.2.0"}) {
-            ASSERT_EQ(S_OK, ::CLSIDFromProgID(progId, &clsid));
+        const struct {
+            const wchar_t* progId; // null: by class identifier
+            const CLSID* clsid;
+        } made[] = {{nullptr, &CLSID_ColorDialog},
+                    {L"OrreluxDialogs.ColorDialog", &CLSID_ColorDialog},
+                    {L"OrreluxDialogs.ColorDialog.2.0", &CLSID_ColorDialog},
+                    {L"OrreluxDialogs.FileDialog", &CLSID_FileDialog},
+                    {L"OrreluxDialogs.FileDialog.2.0", &CLSID_FileDialog}};
+        for (const auto& m : made) {
+            clsid = *m.clsid;
+            ASSERT_TRUE(!m.progId || ::CLSIDFromProgID(m.progId, &clsid) == S_OK) << m.progId;
             auto persist = testing::CreateRegisteredObject<IPersist>(clsid);
             ASSERT_TRUE(persist);
             CLSID actual = GUID_NULL;
             EXPECT_EQ(S_OK, persist->GetClassID(&actual));
-            EXPECT_TRUE(IsEqualGUID(CLSID_FileDialog, actual));
+            EXPECT_TRUE(IsEqualGUID(*m.clsid, actual));
         }
+        auto color = testing::CreateRegisteredObject<IDispatch>(CLSID_ColorDialog);
+        ASSERT_TRUE(color);
+        VARIANT value;
+        V_VT(&value) = VT_I4;
+        V_I4(&value) = 0x00ABCDEF;
+        DISPID id = 0;
+        ASSERT_EQ(S_OK, Property(color.Get(), L"ColorArgb", DISPATCH_PROPERTYPUT, value, id));
+        EXPECT_EQ(3, id);
+        ComPtr<IColorDialog> dialog;
+        ASSERT_EQ(S_OK, color.As(dialog));
+        LONG argb = 0;
+        EXPECT_EQ(S_OK, dialog->get_ColorArgb(&argb));
+        EXPECT_EQ(LONG(0xFFABCDEF), argb);
+
         auto file = testing::CreateRegisteredObject<IDispatch>(CLSID_FileDialog);
         ASSERT_TRUE(file);
-        LPOLESTR title[] = {const_cast<LPOLESTR>(L"Title")};
-        ASSERT_EQ(S_OK, file->GetIDsOfNames(IID_NULL, title, 1, LOCALE_USER_DEFAULT, &id));
+        ::VariantInit(&value);
+        ASSERT_EQ(S_OK, Property(file.Get(), L"Title", DISPATCH_PROPERTYGET, value, id));
         EXPECT_EQ(6, id);
-        DISPPARAMS none = {nullptr, nullptr, 0, 0};
-        VARIANT text;
-        ::VariantInit(&text);
-        ASSERT_EQ(S_OK, file->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_PROPERTYGET, &none,
-                                     &text, nullptr, nullptr));
-        EXPECT_EQ(L"Open file", testing::TakeBstr(V_BSTR(&text)));
+        EXPECT_EQ(L"Open file", testing::TakeBstr(V_BSTR(&value)));
     }
     ::DeactivateActCtx(0, cookie);
     ::ReleaseActCtx(activation);
