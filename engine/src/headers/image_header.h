@@ -131,7 +131,9 @@ enum class HeaderStatus {
 
 // The answer of a reader. With Ok every field is filled and width and height are 1 or more.
 // Otherwise fileFormat tells which signature matched (0 for NotRecognised) and the other fields
-// are 0.
+// are 0. Width and height are those of the stored pixel grid: an EXIF orientation that stands a
+// photograph upright is applied by the decoders to the picture, not to these figures, so a
+// portrait photograph stored sideways reads as wider than high here.
 struct ImageHeader {
     HeaderStatus status = HeaderStatus::NotRecognised;
     std::int32_t fileFormat = kFileFormatUnknown;
