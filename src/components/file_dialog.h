@@ -355,8 +355,14 @@ private:
     filedialog::LoadOutcome LoadPicture(const filedialog::LoadPictureRequest& request,
                                         ComPtr<IEngineBitmapData>& data);
     bool TakePreviewBusy(LONG generation);
+    bool TakePreviewBusyOrLeaveMark(bool crossed);
+    void ClearSkippedEmpty(LONG generation);
+    void DrawSkippedEmpty();
     void FinishLoad(filedialog::LoadOutcome outcome, LONG generation);
-    void DrawEmptyPane(bool crossed, bool repaint, const LONG* worker);
+    // `skippedMark`, when not 0, is the SkippedEmpty mark being drawn: it is drawn only if it is
+    // still there once the flag is held.
+    void DrawEmptyPane(bool crossed, bool repaint, const LONG* worker,
+                       std::uint64_t skippedMark = 0);
     bool RepaintPreview();
     // Whether a progress report of the engine is to reach the bar (reports come faster than
     // the bar can show them, and each costs the decoding thread round trips to the dialog's).
@@ -366,7 +372,12 @@ private:
     LONG DialogMode = kOpenMode;
     std::atomic<std::uint8_t> PreviewCrossed{0};
     filedialog::PreviewBusyFlag PreviewBusy; // try-lock of PreviewBitmap
-    HWND SystemDialogWindow = nullptr;       // 0 outside a show and in a show without pane
+    // An empty picture that the dialog's thread could not draw while a worker held PreviewBusy:
+    // the selection's token in the low 32 bits, with the set and crossed bits above; 0 when none
+    // waits. The worker draws it as it lets go (DrawSkippedEmpty); any drawing under the flag for
+    // that selection clears it. Any thread.
+    std::atomic<std::uint64_t> SkippedEmpty{0};
+    HWND SystemDialogWindow = nullptr; // 0 outside a show and in a show without pane
     HWND PaneWindow = nullptr;
     HWND PreviewWindow = nullptr;              // control 1010
     std::atomic<HWND> ProgressWindow{nullptr}; // control 1100; read on the engine's threads

@@ -193,9 +193,9 @@ TEST_F(PreviewPipelineTest, EachOutcomeLeavesItsPicture) {
         {"damaged data: failed", L"corrupt.bmp", {}, Shows::Cross},
         {"not a picture: failed", L"notes.txt", {}, Shows::Cross},
         {"a fault out of LoadThumbnail: failed", L"p40x30.bmp",
-         SlowEngineSettings{0, 0, {}, 0, 0, FALSE, TRUE, FALSE, FALSE}, Shows::Cross},
+         SlowEngineSettings{0, 0, {}, 0, 0, FALSE, TRUE, FALSE, FALSE, FALSE}, Shows::Cross},
         {"a fault out of Draw: cancelled", L"p40x30.bmp",
-         SlowEngineSettings{0, 0, {}, 0, 0, FALSE, FALSE, TRUE, FALSE}, Shows::NoPicture},
+         SlowEngineSettings{0, 0, {}, 0, 0, FALSE, FALSE, TRUE, FALSE, FALSE}, Shows::NoPicture},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -401,6 +401,22 @@ TEST_F(PreviewPipelineTest, TheProgressBarFollowsTheEngine) {
         ASSERT_TRUE(WaitDone());
         EXPECT_FALSE(::IsWindowVisible(bar));
     }
+}
+
+// A selection with nothing to load comes while a worker draws the previous picture: the dialog's
+// thread cannot take the pane, and the worker draws the cross for it as it lets go, rather than
+// leave its own picture standing for a file that does not exist.
+TEST_F(PreviewPipelineTest, AnEmptyPictureSkippedWhileAWorkerDrawsIsDrawnByTheWorker) {
+    SlowEngineSettings settings = {};
+    settings.holdDraw = TRUE;
+    slow.Configure(settings);
+    Select(L"p40x30.bmp");
+    ASSERT_TRUE(PumpUntil([&] { return slow.Counters().heldInDraw == 1; }));
+    Select(L"missing.png");
+    slow.Release();
+    ASSERT_TRUE(WaitDone());
+    EXPECT_TRUE(ShowsSquareCross(Pane()));
+    EXPECT_TRUE(Access::Crossed(object.Get()));
 }
 
 TEST_F(PreviewPipelineTest, ProgressWipesTheCross) {

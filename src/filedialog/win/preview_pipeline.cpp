@@ -2,6 +2,7 @@
 
 #include <process.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <cwchar>
 #include <memory>
@@ -30,6 +31,17 @@ constexpr DWORD kProgressFrameMs = 16;
 // How long a worker of the current selection tries for the pane's busy flag, and how often.
 constexpr DWORD kBusyPatienceMs = 200;
 constexpr DWORD kBusyRetryMs = 1;
+
+// SkippedEmpty: the token of the selection in the low 32 bits, and these two above it.
+constexpr std::uint64_t kSkippedSet = std::uint64_t{1} << 32;
+constexpr std::uint64_t kSkippedCrossed = std::uint64_t{1} << 33;
+
+std::uint64_t SkippedMark(LONG generation, bool crossed) {
+    return static_cast<std::uint32_t>(generation) | kSkippedSet | (crossed ? kSkippedCrossed : 0);
+}
+LONG SkippedGeneration(std::uint64_t mark) {
+    return static_cast<LONG>(static_cast<std::uint32_t>(mark));
+}
 
 // The selection that a worker thread loads for, from its first call into the engine to its last;
 // none on any other thread. The engine announces an operation on the thread that asked for it, so
@@ -252,18 +264,28 @@ void CFileDialog::DrawEmptyBitmap(bool crossed, bool repaint) {
     DrawEmptyPane(crossed, repaint, nullptr);
 }
 
-// The empty picture, for the dialog's thread (`worker` null: a held busy flag skips the drawing)
-// or for a worker of the selection `*worker` (which tries a moment longer for the flag).
-void CFileDialog::DrawEmptyPane(bool crossed, bool repaint, const LONG* worker) {
+// The empty picture, for the dialog's thread (`worker` null: a held busy flag skips the drawing
+// and leaves it to the holder, see TakePreviewBusyOrLeaveMark) or for a worker of the selection
+// `*worker` (which tries a moment longer for the flag).
+void CFileDialog::DrawEmptyPane(bool crossed, bool repaint, const LONG* worker,
+                                std::uint64_t skippedMark) {
     const HBITMAP bitmap = PreviewBitmap.Get();
     const LONG width = ReadShared(PreviewWidth);
     const LONG height = ReadShared(PreviewHeight);
     if (!bitmap || width < 1 || height < 1 || !ReadShared(PaneWindow))
         return;
-    if (worker ? !TakePreviewBusy(*worker) : !PreviewBusy.TryTake())
+    if (worker ? !TakePreviewBusy(*worker) : !TakePreviewBusyOrLeaveMark(crossed))
         return;
     {
         const BusyTaken taken(PreviewBusy);
+        if (skippedMark) {
+            // Read again under the flag: a drawing for the selection since the mark was read
+            // has taken it away, and must not be covered.
+            if (!SkippedEmpty.compare_exchange_strong(skippedMark, 0))
+                return;
+        } else {
+            ClearSkippedEmpty(worker ? *worker : LoadGeneration.load());
+        }
         PreviewCrossed.store(crossed ? 1 : 0);
         filedialog::DrawEmptyPicture(bitmap, width, height, PaneBackColor, crossed);
     }
@@ -386,6 +408,7 @@ LoadOutcome CFileDialog::LoadPicture(const LoadPictureRequest& request,
     bool faulted = false;
     {
         const BusyTaken taken(PreviewBusy);
+        ClearSkippedEmpty(request.Generation);
         try {
             drawn = filedialog::DrawFramedPicture(EngineBitmap.Get(), PreviewBitmap.Get(),
                                                   PreviewWidth, PreviewHeight, width, height);
@@ -436,6 +459,39 @@ void CFileDialog::FinishLoad(LoadOutcome outcome, LONG generation) {
     case LoadOutcome::Cancelled:
         break; // a newer selection owns the pane
     }
+    DrawSkippedEmpty();
+}
+
+// The dialog's thread never waits for the flag. When a worker holds it, the blank or the cross of
+// a newer selection is left as a mark for the worker to draw as it lets go; without that, a
+// selection with no picture to load (a folder, a missing or unreadable file) would go on showing
+// the picture that the worker has just finished. A second try after the mark covers a worker that
+// let go in between, before it could see the mark.
+bool CFileDialog::TakePreviewBusyOrLeaveMark(bool crossed) {
+    if (PreviewBusy.TryTake())
+        return true;
+    SkippedEmpty.store(SkippedMark(LoadGeneration.load(), crossed));
+    return PreviewBusy.TryTake();
+}
+
+// Whatever is drawn under the flag for a selection replaces an empty picture still waiting for it.
+void CFileDialog::ClearSkippedEmpty(LONG generation) {
+    std::uint64_t mark = SkippedEmpty.load();
+    while ((mark & kSkippedSet) && SkippedGeneration(mark) == generation &&
+           !SkippedEmpty.compare_exchange_weak(mark, 0)) {
+    }
+}
+
+// On a worker as it ends: the empty picture that the dialog's thread left for the current
+// selection, if any. The token and the mark are checked again under the flag.
+void CFileDialog::DrawSkippedEmpty() {
+    const std::uint64_t mark = SkippedEmpty.load();
+    if (!(mark & kSkippedSet))
+        return;
+    const LONG generation = SkippedGeneration(mark);
+    if (generation != LoadGeneration.load())
+        return;
+    DrawEmptyPane((mark & kSkippedCrossed) != 0, true, &generation, mark);
 }
 
 // ---- Events of the engine ------------------------------------------------------------------

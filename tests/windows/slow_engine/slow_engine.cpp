@@ -84,15 +84,20 @@ public:
                                [&] { return abortEpoch_ != epoch; });
     }
 
-    // Before the operation: until a release is there to take or the hold is switched off.
-    void HoldBeforeBegin() {
+    // Before the operation of LoadThumbnail or Draw: until a release is there to take or the
+    // hold is switched off.
+    void HoldBeforeBegin(BOOL SlowEngineSettings::*hold, LONG& waiting) {
         std::unique_lock<std::mutex> guard(lock_);
-        ++heldBeforeBegin_;
-        wake_.wait(guard, [&] { return releases_ > 0 || !settings_.holdBeforeBegin; });
+        ++waiting;
+        wake_.wait(guard, [&] { return releases_ > 0 || !(settings_.*hold); });
         if (releases_ > 0)
             --releases_;
-        --heldBeforeBegin_;
+        --waiting;
     }
+    void HoldBeforeThumbnail() {
+        HoldBeforeBegin(&SlowEngineSettings::holdBeforeBegin, heldBeforeBegin_);
+    }
+    void HoldBeforeDraw() { HoldBeforeBegin(&SlowEngineSettings::holdDraw, heldInDraw_); }
 
     // The hold: until a release is there to take, the hold is switched off, or an abort since
     // `epoch` comes.
@@ -128,6 +133,7 @@ public:
         const std::lock_guard<std::mutex> guard(lock_);
         counters.held = held;
         counters.heldBeforeBegin = heldBeforeBegin_;
+        counters.heldInDraw = heldInDraw_;
         std::wcscpy(counters.lastThumbnail, lastThumbnail_);
     }
 
@@ -147,6 +153,7 @@ private:
     LONG releases_ = 0;        // guarded by lock_
     LONG held = 0;             // guarded by lock_
     LONG heldBeforeBegin_ = 0; // guarded by lock_
+    LONG heldInDraw_ = 0;      // guarded by lock_
     unsigned abortEpoch_ = 0;  // guarded by lock_
     WCHAR lastThumbnail_[260] = {};
 };
@@ -267,6 +274,8 @@ public:
         ++control.drawCalls;
         if (control.Settings().throwInDraw)
             throw std::runtime_error("a fault injected into Draw");
+        if (control.Settings().holdDraw)
+            control.HoldBeforeDraw();
         return inner_->Draw(hdc, destX, destY, destWidth, destHeight, srcX, srcY, srcWidth,
                             srcHeight, rasterOperation, flags);
     }
@@ -283,7 +292,7 @@ public:
         if (control.Settings().throwInThumbnail)
             throw std::runtime_error("a fault injected into LoadThumbnail");
         if (control.Settings().holdBeforeBegin)
-            control.HoldBeforeBegin();
+            control.HoldBeforeThumbnail();
         inThumbnail = true;
         return inner_->LoadThumbnail(fileName, maxWidth, maxHeight);
     }

@@ -29,6 +29,8 @@ struct SlowEngineSettings {
     BOOL holdBeforeBegin;  // each LoadThumbnail waits for SlowEngineRelease before the engine
                            // starts its operation; an abort does not end this wait, since no
                            // operation runs yet
+    BOOL holdDraw;         // each Draw waits for SlowEngineRelease before it draws; an abort does
+                           // not end this wait either
 };
 
 struct SlowEngineCounters {
@@ -41,6 +43,7 @@ struct SlowEngineCounters {
     LONG mostCallersInside;   // the most threads that were inside LoadThumbnail at once
     WCHAR lastThumbnail[260]; // file name of the last LoadThumbnail call
     LONG heldBeforeBegin;     // LoadThumbnail calls waiting before their operation right now
+    LONG heldInDraw;          // Draw calls waiting in their hold right now
 };
 
 // Replaces the settings and zeroes the counters (but objects). A hold that is switched off lets
