@@ -17,6 +17,8 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 using testing::CreateLinkedObject;
+using testing::StreamBytes;
+using testing::StreamOf;
 
 // One typed row's value: text for VT_BSTR, else a number (VT_BOOL as -1 or 0).
 struct Value {
@@ -92,28 +94,6 @@ std::size_t RowOf(DISPID dispid) {
             return i;
     }
     return SIZE_MAX;
-}
-
-Bytes StreamBytes(IStream* stream) {
-    STATSTG stat = {};
-    stream->Stat(&stat, STATFLAG_NONAME);
-    Bytes bytes(static_cast<std::size_t>(stat.cbSize.QuadPart));
-    LARGE_INTEGER zero = {};
-    stream->Seek(zero, STREAM_SEEK_SET, nullptr);
-    ULONG read = 0;
-    stream->Read(bytes.data(), static_cast<ULONG>(bytes.size()), &read);
-    bytes.resize(read);
-    return bytes;
-}
-
-ComPtr<IStream> StreamOf(const Bytes& bytes) {
-    ComPtr<IStream> stream;
-    ::CreateStreamOnHGlobal(nullptr, TRUE, stream.Put());
-    ULONG written = 0;
-    stream->Write(bytes.data(), static_cast<ULONG>(bytes.size()), &written);
-    LARGE_INTEGER zero = {};
-    stream->Seek(zero, STREAM_SEEK_SET, nullptr);
-    return stream;
 }
 
 class FileDialogPersistenceTest : public ::testing::Test {

@@ -13,28 +13,8 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 using testing::CreateLinkedObject;
-
-Bytes StreamBytes(IStream* stream) {
-    STATSTG stat = {};
-    stream->Stat(&stat, STATFLAG_NONAME);
-    Bytes bytes(static_cast<std::size_t>(stat.cbSize.QuadPart));
-    LARGE_INTEGER zero = {};
-    stream->Seek(zero, STREAM_SEEK_SET, nullptr);
-    ULONG read = 0;
-    stream->Read(bytes.data(), static_cast<ULONG>(bytes.size()), &read);
-    bytes.resize(read);
-    return bytes;
-}
-
-ComPtr<IStream> StreamOf(const Bytes& bytes) {
-    ComPtr<IStream> stream;
-    ::CreateStreamOnHGlobal(nullptr, TRUE, stream.Put());
-    ULONG written = 0;
-    stream->Write(bytes.data(), static_cast<ULONG>(bytes.size()), &written);
-    LARGE_INTEGER zero = {};
-    stream->Seek(zero, STREAM_SEEK_SET, nullptr);
-    return stream;
-}
+using testing::StreamBytes;
+using testing::StreamOf;
 
 // Little-endian pieces of an expected stream.
 void Put32(Bytes& out, std::uint32_t value) {

@@ -6,6 +6,7 @@
 #include <ocidl.h>
 #include <olectl.h>
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -135,5 +136,29 @@ public:
     IID eventIid = IID_IDispatch;
     ULONG references = 1; // owned by the test's stack frame
 };
+
+// The whole contents of a stream, read from its start.
+inline std::vector<std::uint8_t> StreamBytes(IStream* stream) {
+    STATSTG stat = {};
+    stream->Stat(&stat, STATFLAG_NONAME);
+    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(stat.cbSize.QuadPart));
+    LARGE_INTEGER zero = {};
+    stream->Seek(zero, STREAM_SEEK_SET, nullptr);
+    ULONG read = 0;
+    stream->Read(bytes.data(), static_cast<ULONG>(bytes.size()), &read);
+    bytes.resize(read);
+    return bytes;
+}
+
+// A memory stream holding `bytes`, positioned at its start.
+inline ComPtr<IStream> StreamOf(const std::vector<std::uint8_t>& bytes) {
+    ComPtr<IStream> stream;
+    ::CreateStreamOnHGlobal(nullptr, TRUE, stream.Put());
+    ULONG written = 0;
+    stream->Write(bytes.data(), static_cast<ULONG>(bytes.size()), &written);
+    LARGE_INTEGER zero = {};
+    stream->Seek(zero, STREAM_SEEK_SET, nullptr);
+    return stream;
+}
 
 } // namespace orrelux::testing
